@@ -1,0 +1,91 @@
+// Why: a VLAN's id and name stand on its own device, and only the host's record says whose it is.
+#include "vlan/vlan_list.h"
+
+#include "device/net_devices.h"
+#include "inventory/device_path.h"
+#include "inventory/registry.h"
+#include "inventory/trace.h"
+#include "vlan/vlan_binding.h"
+
+#include <stdlib.h>
+#include <strsafe.h>
+
+struct VlanSearch {
+    LPCWSTR binding;
+    VlanList* list;
+};
+
+static void AppendVlan(HKEY driverKey, LPCWSTR guidText, VlanList* list) {
+    DWORD vlanId = 0;
+    LPWSTR name = NULL;
+    WORD row = list->numVlans;
+
+    if (ReadDwordFromRegistry(driverKey, VALUE_VLAN_ID, &vlanId)) {
+        // The driver's id is 4 bytes wide. The upper half of the last row's falls on the first name,
+        // which then shows as empty; kept, as lists have always shown it.
+        if (row == MAX_VLANS - 1)
+            list->vlanNames[0][0] = HIWORD(vlanId);
+    }
+    list->vlanIds[row] = LOWORD(vlanId);
+    if (!ReadStringFromRegistry(driverKey, VALUE_VLAN_NAME, &name))
+        return;
+    StringCchCopyW(list->vlanNames[row], NAME_CCH, name);
+    free(name);
+    ParseGuid(guidText, &list->vlanGuids[row]);
+    list->numVlans++;
+}
+
+static WalkStep VisitForVlans(NetDevice* device, LPCWSTR instanceId, void* context) {
+    VlanSearch* search = static_cast<VlanSearch*>(context);
+
+    if (search->list->numVlans >= MAX_VLANS) {
+        Trace(L"   VisitForVlans: the list is full\n");
+        return WALK_STOP;
+    }
+    LPCWSTR guidText = FindBinding(search->binding, instanceId);
+    if (guidText != NULL)
+        AppendVlan(device->driverKey, guidText, search->list);
+    return WALK_NEXT;
+}
+
+BOOL GetVlanIdForDevices(LPCWSTR binding, VlanList* list) {
+    VlanSearch search = {binding, list};
+
+    Trace(L"-->GetVlanIdForDevices:\n");
+    list->numVlans = 0;
+    HDEVINFO set = OpenNetDevices(NULL);
+    if (set == INVALID_HANDLE_VALUE) {
+        Trace(L"<--GetVlanIdForDevices: no device list\n");
+        return FALSE;
+    }
+    WalkNetAdapters(set, NET_VIRTUAL, VisitForVlans, &search);
+    SetupDiDestroyDeviceInfoList(set);
+    Trace(L"<--GetVlanIdForDevices: %d\n", list->numVlans);
+    return TRUE;
+}
+
+BOOL GetVlanListForNic(const GUID* adapterGuid, VlanList* list) {
+    WCHAR szGuid[GUID_CCH];
+    WCHAR szPath[PATH_CCH];
+    HKEY record;
+    LPWSTR binding = NULL;
+    DWORD cbBinding = 0;
+
+    Trace(L"-->GetVlanListForNic:\n");
+    list->numVlans = 0;
+    PrintGuid(adapterGuid, szGuid);
+    FormKeyPath(szPath, ARRAYSIZE(szPath), MEMBER_RECORDS_KEY, szGuid);
+    LONG lResult = RegOpenKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, KEY_ALL_ACCESS, &record);
+    if (lResult != ERROR_SUCCESS) {
+        Trace(L"<--GetVlanListForNic: no record %d\n", lResult);
+        return FALSE;
+    }
+    if (QueryTextValue(record, VALUE_VLAN_BINDING, 2, &binding, &cbBinding) == ERROR_SUCCESS) {
+        if (cbBinding != 0)
+            GetVlanIdForDevices(binding, list);
+        free(binding);
+    }
+    RegCloseKey(record);
+    Trace(L"<--GetVlanListForNic: %d\n", list->numVlans);
+    return TRUE;
+}
