@@ -1,0 +1,30 @@
+// A device by its instance id or by its place in a device information set.
+#ifndef QV_BENCH_DLL_DEVICE_H
+#define QV_BENCH_DLL_DEVICE_H
+
+#include <windows.h>
+#include <setupapi.h>
+#include <string>
+
+namespace bench {
+
+extern const GUID kNetClass;
+
+// "" with the last error of SetupDiGetDeviceInstanceIdW when the set has no such device.
+std::wstring InstanceId(HDEVINFO set, PSP_DEVINFO_DATA device);
+
+// The bench's own state of the device, below HKEY_LOCAL_MACHINE.
+std::wstring BenchDeviceKey(const std::wstring& instanceId);
+
+// The device's driver key below HKEY_LOCAL_MACHINE; "" when it has none.
+std::wstring DriverKey(const std::wstring& instanceId);
+
+// A device that exists only in a set of the program is not registered.
+bool IsRegistered(const std::wstring& instanceId);
+
+// Case does not matter, as for the system.
+bool HasHardwareId(const std::wstring& instanceId, const wchar_t* hardwareId);
+
+} // namespace bench
+
+#endif

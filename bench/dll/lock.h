@@ -1,0 +1,41 @@
+// A lock without a destructor: the program's threads may still call in while the process ends.
+#ifndef QV_BENCH_DLL_LOCK_H
+#define QV_BENCH_DLL_LOCK_H
+
+#include <windows.h>
+
+namespace bench {
+
+class Guard {
+  public:
+    explicit Guard(SRWLOCK* lock) : lock_(lock) {
+        AcquireSRWLockExclusive(lock_);
+    }
+    ~Guard() {
+        ReleaseSRWLockExclusive(lock_);
+    }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+  private:
+    SRWLOCK* lock_;
+};
+
+// What the bench does on its own account must not show in the program's last error.
+class KeepLastError {
+  public:
+    KeepLastError() : error_(GetLastError()) {
+    }
+    ~KeepLastError() {
+        SetLastError(error_);
+    }
+    KeepLastError(const KeepLastError&) = delete;
+    KeepLastError& operator=(const KeepLastError&) = delete;
+
+  private:
+    DWORD error_;
+};
+
+} // namespace bench
+
+#endif

@@ -1,0 +1,277 @@
+#include "network_class.h"
+
+#include <cwchar>
+#include <vector>
+
+#include "../driver/qvnic_ioctl.h"
+#include "clock.h"
+#include "data.h"
+#include "device.h"
+#include "journal.h"
+#include "lock.h"
+
+namespace bench {
+
+namespace {
+
+const wchar_t kVirtualHardwareId[] = L"QV_QVTEAMMP";
+const wchar_t kVirtualGuidStart[] = L"{51560000-0000-4000-8000-";
+const wchar_t kConnections[] =
+    L"System\\CurrentControlSet\\Control\\Network\\{4D36E972-E325-11CE-BFC1-08002BE10318}";
+const wchar_t kPublishAt[] = L"PublishAt";
+
+std::wstring AdapterKey(const std::wstring& guid) {
+    return std::wstring(kAdaptersKey) + L"\\" + guid;
+}
+
+std::wstring AdapterGuid(const std::wstring& instanceId) {
+    std::wstring driver = DriverKey(instanceId);
+    return driver.empty() ? driver : ReadText(driver, L"NetCfgInstanceId");
+}
+
+// The driver creates and deletes its devices by the adapters' data when it is told to look.
+void TellDriver() {
+    HANDLE control = CreateFileW(QVNIC_CONTROL_PATH, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                 OPEN_EXISTING, 0, nullptr);
+    if (control == INVALID_HANDLE_VALUE)
+        return;
+    DWORD returned;
+    DeviceIoControl(control, QVNIC_IOCTL_SYNC, nullptr, 0, nullptr, 0, &returned, nullptr);
+    CloseHandle(control);
+}
+
+std::wstring TakeVirtualGuid() {
+    DWORD sequence = ReadNumber(kMachineKey, L"NextVirtual", 1);
+    WriteNumber(kMachineKey, L"NextVirtual", sequence + 1);
+    return Format(L"%s%012X}", kVirtualGuidStart, sequence);
+}
+
+ULONGLONG VirtualSequence(const std::wstring& guid) {
+    size_t start = ARRAYSIZE(kVirtualGuidStart) - 1;
+    if (_wcsnicmp(guid.c_str(), kVirtualGuidStart, start) != 0)
+        return 0;
+    return wcstoull(guid.c_str() + start, nullptr, 16);
+}
+
+std::wstring AddressOf(const std::wstring& instanceId) {
+    std::wstring first = ReadText(kMachineKey, L"TeamAddressText");
+    ULONGLONG address = wcstoull(first.c_str(), nullptr, 16);
+    return Format(L"%012I64X", address + VirtualSequence(AdapterGuid(instanceId)));
+}
+
+void Publish(const std::wstring& instanceId) {
+    std::wstring driver = DriverKey(instanceId);
+    if (driver.empty() || ValueExists(driver, L"NetworkAddress"))
+        return;
+    std::wstring address = AddressOf(instanceId);
+    WriteText(driver, L"NetworkAddress", address);
+    Journal(L"address-published", instanceId + L" " + address);
+}
+
+// Only the maker's virtual miniport publishes, and never over an address that is there.
+void StartMiniport(const std::wstring& instanceId) {
+    if (!HasHardwareId(instanceId, kVirtualHardwareId) ||
+        ValueExists(DriverKey(instanceId), L"NetworkAddress"))
+        return;
+    std::wstring when = ReadText(kMachineKey, L"TeamAddress");
+    unsigned long seconds = 0;
+    if (when == L"at once")
+        Publish(instanceId);
+    else if (swscanf(when.c_str(), L"after %lu", &seconds) == 1)
+        WriteLongNumber(BenchDeviceKey(instanceId), kPublishAt, Now() + seconds * 1000ull);
+}
+
+std::wstring ConnectionName() {
+    std::vector<std::wstring> taken;
+    for (const std::wstring& guid : SubKeys(kConnections))
+        taken.push_back(
+            ReadText(std::wstring(kConnections) + L"\\" + guid + L"\\Connection", L"Name"));
+    for (int number = 1;; number++) {
+        std::wstring name = L"Local Area Connection";
+        if (number > 1)
+            name += Format(L" %d", number);
+        bool free = true;
+        for (const std::wstring& other : taken)
+            free = free && other != name;
+        if (free)
+            return name;
+    }
+}
+
+struct Selected {
+    SP_DRVINFO_DATA_V2_W driver;
+    std::wstring inf;
+    std::wstring section; // as the INF's models section names it
+    std::wstring hardwareId;
+};
+
+bool ReadSelected(HDEVINFO set, PSP_DEVINFO_DATA device, Selected* selected) {
+    selected->driver = {};
+    selected->driver.cbSize = sizeof(selected->driver);
+    if (!SetupDiGetSelectedDriverW(set, device, &selected->driver))
+        return false;
+    std::vector<BYTE> buffer(16 * 1024);
+    auto detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(buffer.data());
+    detail->cbSize = sizeof(*detail);
+    if (!SetupDiGetDriverInfoDetailW(set, device, &selected->driver, detail,
+                                     static_cast<DWORD>(buffer.size()), nullptr))
+        return false;
+    selected->inf = detail->InfFileName;
+    selected->section = detail->SectionName;
+    selected->hardwareId = detail->HardwareID;
+    return true;
+}
+
+void WriteMissingText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
+    if (!text.empty() && !ValueExists(key, name))
+        WriteText(key, name, text);
+}
+
+void WriteInfFacts(const std::wstring& key, const Selected& selected) {
+    HINF inf = SetupOpenInfFileW(selected.inf.c_str(), nullptr, INF_STYLE_WIN4, nullptr);
+    if (inf == INVALID_HANDLE_VALUE)
+        return;
+    DriverVersion version = ReadDriverVersion(inf);
+    WriteMissingText(key, L"DriverDate", version.date);
+    WriteMissingText(key, L"DriverVersion", version.version);
+    wchar_t section[LINE_LEN];
+    INFCONTEXT line;
+    INT characteristics;
+    if (SetupDiGetActualSectionToInstallW(inf, selected.section.c_str(), section,
+                                          ARRAYSIZE(section), nullptr, nullptr) &&
+        SetupFindFirstLineW(inf, section, L"Characteristics", &line) &&
+        SetupGetIntField(&line, 1, &characteristics) && !ValueExists(key, L"Characteristics"))
+        WriteNumber(key, L"Characteristics", static_cast<DWORD>(characteristics));
+    SetupCloseInfFile(inf);
+}
+
+void GiveIdentity(const std::wstring& instanceId, const Selected& selected) {
+    std::wstring key = DriverKey(instanceId);
+    if (key.empty())
+        return;
+    if (!ValueExists(key, L"NetCfgInstanceId"))
+        WriteText(key, L"NetCfgInstanceId", TakeVirtualGuid());
+    WriteMissingText(key, L"ProviderName", selected.driver.ProviderName);
+    WriteMissingText(key, L"DriverDesc", selected.driver.Description);
+    WriteMissingText(key, L"MatchingDeviceId", selected.hardwareId);
+    WriteInfFacts(key, selected);
+
+    std::wstring guid = AdapterGuid(instanceId);
+    std::wstring connection = std::wstring(kConnections) + L"\\" + guid + L"\\Connection";
+    if (!ValueExists(connection, L"Name"))
+        WriteText(connection, L"Name", ConnectionName());
+    WriteText(connection, L"PnpInstanceID", instanceId);
+    WriteText(AdapterKey(guid), L"Device", instanceId);
+    if (!ValueExists(AdapterKey(guid), L"Opens"))
+        WriteNumber(AdapterKey(guid), L"Opens", 1);
+    WriteNumber(BenchDeviceKey(instanceId), L"InstallState", 0);
+}
+
+} // namespace
+
+DriverVersion ReadDriverVersion(HINF inf) {
+    DriverVersion result = {};
+    INFCONTEXT line;
+    wchar_t date[32];
+    wchar_t version[32];
+    if (!SetupFindFirstLineW(inf, L"Version", L"DriverVer", &line) ||
+        !SetupGetStringFieldW(&line, 1, date, ARRAYSIZE(date), nullptr))
+        return result;
+    unsigned month = 0;
+    unsigned day = 0;
+    unsigned year = 0;
+    if (swscanf(date, L"%u%*c%u%*c%u", &month, &day, &year) == 3) {
+        result.date = Format(L"%u-%u-%u", month, day, year);
+        result.rank = (year * 100ull + month) * 100 + day;
+    }
+    if (SetupGetStringFieldW(&line, 2, version, ARRAYSIZE(version), nullptr))
+        result.version = version;
+    return result;
+}
+
+bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route) {
+    std::wstring id = InstanceId(set, device);
+    if (id.empty())
+        return false;
+    DWORD error = ERROR_SUCCESS;
+    Selected selected;
+    if (!IsAdministrator())
+        error = ERROR_ACCESS_DENIED;
+    else if (!IsRegistered(id))
+        error = ERROR_DEVINFO_NOT_REGISTERED;
+    else if (!ReadSelected(set, device, &selected))
+        error = ERROR_NO_DRIVER_SELECTED;
+    if (error != ERROR_SUCCESS) {
+        SetLastError(error);
+        return false;
+    }
+    if (!SetupDiCallClassInstaller(DIF_INSTALLDEVICE, set, device))
+        return false;
+    KeepLastError keep;
+    Journal(L"device-install", id + L" route=" + route + L" inf=" + selected.inf);
+    if (device->ClassGuid == kNetClass) {
+        GiveIdentity(id, selected);
+        if (ReadNumber(BenchDeviceKey(id), L"Disabled", 0) == 0)
+            StartAdapter(id);
+    }
+    return true;
+}
+
+void StartAdapter(const std::wstring& instanceId) {
+    std::wstring guid = AdapterGuid(instanceId);
+    if (guid.empty())
+        return;
+    WriteNumber(AdapterKey(guid), L"Started", 1);
+    TellDriver();
+    StartMiniport(instanceId);
+}
+
+void StopAdapter(const std::wstring& instanceId) {
+    DeleteValue(BenchDeviceKey(instanceId), kPublishAt);
+    std::wstring guid = AdapterGuid(instanceId);
+    if (guid.empty())
+        return;
+    WriteNumber(AdapterKey(guid), L"Started", 0);
+    TellDriver();
+}
+
+void ForgetAdapter(const std::wstring& instanceId, const std::wstring& driverKey) {
+    DeleteTree(BenchDeviceKey(instanceId));
+    if (driverKey.empty())
+        return;
+    std::wstring guid = ReadText(driverKey, L"NetCfgInstanceId");
+    DeleteTree(driverKey);
+    if (guid.empty())
+        return;
+    DeleteTree(AdapterKey(guid));
+    TellDriver();
+}
+
+bool NextPublication(UINT64* when) {
+    bool found = false;
+    for (const std::wstring& device : SubKeys(kDevicesKey)) {
+        UINT64 due;
+        std::wstring key = std::wstring(kDevicesKey) + L"\\" + device;
+        if (ReadLongNumber(key, kPublishAt, &due) && (!found || due < *when)) {
+            *when = due;
+            found = true;
+        }
+    }
+    return found;
+}
+
+void PublishDueAddresses() {
+    for (std::wstring device : SubKeys(kDevicesKey)) {
+        UINT64 due;
+        std::wstring key = std::wstring(kDevicesKey) + L"\\" + device;
+        if (!ReadLongNumber(key, kPublishAt, &due) || due > Now())
+            continue;
+        DeleteValue(key, kPublishAt);
+        for (wchar_t& c : device)
+            if (c == L'#')
+                c = L'\\';
+        Publish(device);
+    }
+}
+
+} // namespace bench

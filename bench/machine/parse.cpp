@@ -1,0 +1,581 @@
+// Machine files: text to Machine, every complaint with its line. bench/machines/README.md has the
+// format.
+#include "machine.h"
+
+#include "files.h"
+#include "text.h"
+
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+
+using namespace qvmachine;
+
+namespace {
+
+struct Complaint : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+[[noreturn]] void Complain(const std::string& text) {
+    throw Complaint(text);
+}
+
+constexpr char kBlanks[] = " \t\r";
+
+std::string Trim(const std::string& text) {
+    const size_t first = text.find_first_not_of(kBlanks);
+    return first == std::string::npos
+               ? ""
+               : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// A comment begins with a # at the line's start or after a blank, outside quotes.
+std::string WithoutComment(const std::string& line) {
+    bool quoted = false;
+    for (size_t i = 0; i < line.size(); i++) {
+        if (line[i] == '"') {
+            quoted = !quoted;
+        } else if (line[i] == '#' && !quoted && (i == 0 || strchr(kBlanks, line[i - 1]))) {
+            return line.substr(0, i);
+        }
+    }
+    return line;
+}
+
+std::wstring Unquoted(const std::string& value) {
+    if (value.empty() || value[0] != '"') {
+        return Wide(value);
+    }
+    if (value.size() < 2 || value.back() != '"') {
+        Complain("missing closing quote");
+    }
+    return Wide(value.substr(1, value.size() - 2));
+}
+
+std::vector<std::string> Words(const std::string& value) {
+    std::vector<std::string> words;
+    for (size_t start = value.find_first_not_of(kBlanks); start != std::string::npos;) {
+        const size_t end = std::min(value.find_first_of(kBlanks, start), value.size());
+        words.push_back(value.substr(start, end - start));
+        start = value.find_first_not_of(kBlanks, end);
+    }
+    return words;
+}
+
+std::vector<std::wstring> WideWords(const std::string& value) {
+    std::vector<std::wstring> words;
+    for (const auto& word : Words(value)) {
+        words.push_back(Wide(word));
+    }
+    return words;
+}
+
+unsigned long long Number(const std::string& value, unsigned long long limit) {
+    size_t used = 0;
+    unsigned long long number = 0;
+    try {
+        number = std::stoull(value, &used, 0);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    if (used == 0 || used != value.size() || value[0] == '-' || number > limit) {
+        Complain("not a number in range: " + value);
+    }
+    return number;
+}
+
+DWORD Dword(const std::string& value) {
+    return static_cast<DWORD>(Number(value, MAXDWORD));
+}
+
+// One of some words, as the index among them.
+DWORD Choice(const std::string& value, const std::vector<std::string>& words) {
+    const auto found = std::find(words.begin(), words.end(), value);
+    if (found == words.end()) {
+        std::string all;
+        for (const auto& word : words) {
+            all += (all.empty() ? "" : ", ") + word;
+        }
+        Complain("'" + value + "' is none of: " + all);
+    }
+    return static_cast<DWORD>(found - words.begin());
+}
+
+bool YesNo(const std::string& value) {
+    return Choice(value, {"no", "yes"}) == 1;
+}
+
+std::wstring Guid(const std::string& value) {
+    constexpr char kShape[] = "{00000000-0000-0000-0000-000000000000}";
+    bool good = value.size() == strlen(kShape);
+    for (size_t i = 0; good && i < value.size(); i++) {
+        good = kShape[i] == '0' ? isxdigit(static_cast<unsigned char>(value[i]))
+                                : value[i] == kShape[i];
+    }
+    if (!good) {
+        Complain("not a braced GUID: " + value);
+    }
+    return Upper(Wide(value));
+}
+
+// "02,51 56": two digits a byte, commas and blanks between them as one likes.
+std::vector<BYTE> HexBytes(const std::string& value) {
+    std::string digits;
+    for (const char c : value) {
+        if (isxdigit(static_cast<unsigned char>(c))) {
+            digits += c;
+        } else if (c != ',' && !strchr(kBlanks, c)) {
+            Complain("not hexadecimal bytes: " + value);
+        }
+    }
+    if (digits.size() % 2) {
+        Complain("an odd number of hexadecimal digits");
+    }
+    std::vector<BYTE> bytes;
+    for (size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+bool StartsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// "text" | 0x.. | multi:"a" "b" | hex(TYPE):..
+MachineValue Value(const std::string& name, const std::string& text) {
+    const std::wstring wideName = name == "@" ? L"" : Wide(name);
+    if (StartsWith(text, "hex(")) {
+        const size_t close = text.find("):");
+        if (close == std::string::npos) {
+            Complain("hex(TYPE):bytes is meant");
+        }
+        const DWORD type =
+            static_cast<DWORD>(std::stoul("0" + text.substr(4, close - 4), nullptr, 16));
+        return {wideName, type, HexBytes(text.substr(close + 2))};
+    }
+    if (StartsWith(text, "multi:")) {
+        std::vector<std::wstring> texts;
+        for (size_t at = text.find('"'); at != std::string::npos;) {
+            const size_t end = text.find('"', at + 1);
+            if (end == std::string::npos) {
+                Complain("missing closing quote");
+            }
+            texts.push_back(Wide(text.substr(at + 1, end - at - 1)));
+            at = text.find('"', end + 1);
+        }
+        return MachineValue::MultiText(wideName, texts);
+    }
+    if (StartsWith(text, "0x")) {
+        return MachineValue::Number(wideName, Dword(text));
+    }
+    return MachineValue::Text(wideName, Unquoted(text));
+}
+
+OidAnswer Answer(const std::string& value) {
+    OidAnswer answer;
+    const size_t colon = value.find(':');
+    const std::string kind = value.substr(0, colon);
+    const std::string rest = colon == std::string::npos ? "" : Trim(value.substr(colon + 1));
+    switch (Choice(kind, {"dword", "qword", "hex", "error"})) {
+    case 0:
+    case 1: {
+        const size_t size = kind == "dword" ? 4 : 8;
+        const unsigned long long number = Number(rest, size == 4 ? MAXDWORD : ~0ull);
+        answer.bytes.resize(size);
+        memcpy(answer.bytes.data(), &number, size);
+        break;
+    }
+    case 2:
+        answer.bytes = HexBytes(rest);
+        break;
+    default:
+        answer.refused = true;
+        answer.status = Dword(rest);
+    }
+    return answer;
+}
+
+// What any adapter's section collects before its answers are worked out.
+struct AnswerLines {
+    bool standard = true;
+    std::map<DWORD, std::optional<OidAnswer>> lines; // nothing: the OID has no answer
+
+    OidAnswers Resolve(unsigned number) const {
+        OidAnswers answers = standard ? StandardAnswers(number) : OidAnswers();
+        for (const auto& [oid, answer] : lines) {
+            if (answer) {
+                answers[oid] = *answer;
+            } else {
+                answers.erase(oid);
+            }
+        }
+        return answers;
+    }
+};
+
+class Parser {
+  public:
+    void Line(const std::string& raw);
+    Machine Finish();
+    int line = 0;
+
+  private:
+    using Setter = std::function<void(const std::string&)>;
+    using Setters = std::map<std::string, Setter>;
+
+    void Section(const std::string& kind, const std::string& name);
+    void Answers(const std::string& key, const std::string& value);
+    void InfLine(const std::string& value);
+    void Set(const std::string& key, const std::string& value);
+
+    Setters GeneralKeys();
+    Setters AdapterKeys(MachineAdapter* adapter);
+    Setters TeamKeys(MachineTeam* team);
+    Setters VlanKeys(MachineVlan* vlan);
+    Setters ComponentKeys(NetCfgComponent* component);
+    void CheckReferences() const;
+
+    Machine machine_;
+    std::string kind_;
+    Setters keys_ = GeneralKeys();
+    std::vector<MachineValue>* values_ = nullptr; // where "value" lines go
+    AnswerLines* answers_ = nullptr;              // where "oid" lines go
+    std::map<std::wstring, AnswerLines> allAnswers_;
+    std::map<std::wstring, int> sections_; // name to line
+};
+
+void Parser::InfLine(const std::string& value) {
+    const auto words = Words(value);
+    if (words.size() != 2) {
+        Complain("inf = FILE NAME is meant");
+    }
+    MachineInf inf = {Wide(words[1]), ""};
+    const std::wstring path = FindBenchFile(L"infs\\" + Wide(words[0]));
+    if (path.empty() || !ReadFileBytes(path, &inf.content)) {
+        Complain("no such INF: " + words[0]);
+    }
+    machine_.infs.push_back(inf);
+}
+
+static void Lock(const std::string& value, Machine* machine) {
+    const size_t close = value.find('"', 1);
+    if (value[0] != '"' || close == std::string::npos) {
+        Complain("lock = \"HOLDER\" SECONDS is meant");
+    }
+    machine->lockHolder = Wide(value.substr(1, close - 1));
+    const std::string seconds = Trim(value.substr(close + 1));
+    machine->lockSeconds = seconds == "forever" ? INFINITE : Dword(seconds);
+}
+
+static std::wstring TeamAddress(const std::string& value) {
+    if (StartsWith(value, "after ")) {
+        Dword(Trim(value.substr(6)));
+    } else {
+        Choice(value, {"at once", "never"});
+    }
+    return Wide(value);
+}
+
+Parser::Setters Parser::GeneralKeys() {
+    Machine* m = &machine_;
+    return {
+        {"windows",
+         [=](auto& v) {
+             Choice(v, {"5.1", "5.2", "6.0", "6.1", "10.0"});
+             m->windows = Wide(v);
+         }},
+        {"administrator", [=](auto& v) { m->administrator = YesNo(v); }},
+        {"newdev",
+         [=](auto& v) {
+             for (const auto& word : Words(v)) {
+                 Choice(word, {"DiInstallDevice", "InstallSelectedDriver",
+                               "UpdateDriverForPlugAndPlayDevicesW"});
+             }
+             m->newDev = WideWords(v);
+         }},
+        {"team-address", [=](auto& v) { m->teamAddress = TeamAddress(v); }},
+        {"team-address-text", [=](auto& v) { m->teamAddressText = Unquoted(v); }},
+        {"next-virtual", [=](auto& v) { m->nextVirtual = Dword(v); }},
+        {"processes", [=](auto& v) { m->processes = WideWords(v); }},
+        {"lock", [=](auto& v) { Lock(v, m); }},
+        {"inf", [=](auto& v) { InfLine(v); }},
+        {"protocol",
+         [=](auto& v) {
+             m->protocolInstalled = Choice(v, {"absent", "installed"}) == 1;
+         }},
+        {"components",
+         [=](auto& v) {
+             m->defaultComponents = Choice(v, {"none", "default"}) == 1;
+         }},
+    };
+}
+
+Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
+    return {
+        {"instance", [=](auto& v) { a->instance = Unquoted(v); }},
+        {"hardware-id", [=](auto& v) { a->hardwareIds = WideWords(v); }},
+        {"guid", [=](auto& v) { a->guid = Guid(v); }},
+        {"description", [=](auto& v) { a->description = Unquoted(v); }},
+        {"friendly-name", [=](auto& v) { a->friendlyName = Unquoted(v); }},
+        {"provider", [=](auto& v) { a->provider = Unquoted(v); }},
+        {"service", [=](auto& v) { a->service = Unquoted(v); }},
+        {"install-state", [=](auto& v) { a->installState = Dword(v); }},
+        {"characteristics",
+         [=](auto& v) { a->characteristics = v == "none" ? std::optional<DWORD>() : Dword(v); }},
+        {"flags", [=](auto& v) { a->flags = Dword(v); }},
+        {"disabled",
+         [=](auto& v) {
+             a->disabled = Choice(v, {"no", "global", "config"});
+         }},
+        {"opens", [=](auto& v) { a->opens = YesNo(v); }},
+        {"present", [=](auto& v) { a->present = YesNo(v); }},
+        {"driver-key", [=](auto& v) { a->driverKey = YesNo(v); }},
+        {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
+    };
+}
+
+Parser::Setters Parser::TeamKeys(MachineTeam* t) {
+    return {
+        {"name", [=](auto& v) { t->teamName = Unquoted(v); }},
+        {"slot", [=](auto& v) { t->slot = static_cast<DWORD>(Number(v, 15)); }},
+        {"mode", [=](auto& v) { t->mode = static_cast<DWORD>(Number(v, 15)); }},
+        {"guid", [=](auto& v) { t->guid = Guid(v); }},
+        {"members", [=](auto& v) { t->members = WideWords(v); }},
+        {"order",
+         [=](auto& v) {
+             t->order.clear();
+             for (const auto& word : Words(v)) {
+                 t->order.push_back(Dword(word));
+             }
+         }},
+        {"address", [=](auto& v) { t->address = Unquoted(v); }},
+        {"instance", [=](auto& v) { t->instance = Unquoted(v); }},
+        {"opens", [=](auto& v) { t->opens = YesNo(v); }},
+    };
+}
+
+Parser::Setters Parser::VlanKeys(MachineVlan* n) {
+    return {
+        {"host", [=](auto& v) { n->host = Wide(v); }},
+        {"id", [=](auto& v) { n->id = Dword(v); }},
+        {"name", [=](auto& v) { n->vlanName = Unquoted(v); }},
+        {"guid", [=](auto& v) { n->guid = Guid(v); }},
+        {"address", [=](auto& v) { n->address = Unquoted(v); }},
+        {"instance", [=](auto& v) { n->instance = Unquoted(v); }},
+        {"opens", [=](auto& v) { n->opens = YesNo(v); }},
+    };
+}
+
+Parser::Setters Parser::ComponentKeys(NetCfgComponent* c) {
+    return {
+        {"class",
+         [=](auto& v) {
+             Choice(v, {"trans", "service", "client"});
+             c->kind = Wide(v);
+         }},
+        {"display-name", [=](auto& v) { c->displayName = Unquoted(v); }},
+        {"lower", [=](auto& v) { c->lower = WideWords(v); }},
+        {"bound-by-default", [=](auto& v) { c->boundByDefault = YesNo(v); }},
+    };
+}
+
+void Parser::Section(const std::string& kind, const std::string& name) {
+    const std::wstring wide = Wide(name);
+    kind_ = kind;
+    values_ = nullptr;
+    answers_ = nullptr;
+    keys_ = {};
+    if (kind == "registry") {
+        return;
+    }
+    Choice(kind, {"adapter", "team", "vlan", "component", "registry"});
+    if (name.empty()) {
+        Complain("a section of this kind needs a name");
+    }
+    if (!sections_.emplace(wide, line).second) {
+        Complain("there is a section " + name + " already");
+    }
+    if (kind == "component") {
+        machine_.components.push_back(NetCfgTemplate(wide));
+        keys_ = ComponentKeys(&machine_.components.back());
+        return;
+    }
+    answers_ = &allAnswers_[wide];
+    if (kind == "adapter") {
+        machine_.adapters.emplace_back().name = wide;
+        keys_ = AdapterKeys(&machine_.adapters.back());
+        values_ = &machine_.adapters.back().values;
+    } else if (kind == "team") {
+        machine_.teams.emplace_back().name = wide;
+        keys_ = TeamKeys(&machine_.teams.back());
+    } else {
+        machine_.vlans.emplace_back().name = wide;
+        keys_ = VlanKeys(&machine_.vlans.back());
+    }
+}
+
+void Parser::Answers(const std::string& key, const std::string& value) {
+    if (key == "answers") {
+        answers_->standard = Choice(value, {"none", "standard"}) == 1;
+        return;
+    }
+    const DWORD oid = Dword(Trim(key.substr(4)));
+    answers_->lines[oid] = value == "none" ? std::optional<OidAnswer>() : Answer(value);
+}
+
+void Parser::Set(const std::string& key, const std::string& value) {
+    if (StartsWith(key, "value ") && values_) {
+        values_->push_back(Value(Trim(key.substr(6)), value));
+    } else if ((StartsWith(key, "oid ") || key == "answers") && answers_) {
+        Answers(key, value);
+    } else if (const auto found = keys_.find(key); found != keys_.end()) {
+        found->second(value);
+    } else {
+        Complain("unknown key: " + key);
+    }
+}
+
+void Parser::Line(const std::string& raw) {
+    const std::string text = Trim(WithoutComment(raw));
+    if (text.empty()) {
+        return;
+    }
+    if (text[0] == '[') {
+        if (text.back() != ']') {
+            Complain("missing ]");
+        }
+        const std::string inside = Trim(text.substr(1, text.size() - 2));
+        const size_t blank = std::min(inside.find(' '), inside.size());
+        Section(inside.substr(0, blank), Trim(inside.substr(blank)));
+        return;
+    }
+    if (kind_ == "registry" && StartsWith(text, "key ")) {
+        machine_.registry.push_back({Unquoted(Trim(text.substr(4))), {}});
+        values_ = &machine_.registry.back().values;
+        return;
+    }
+    const size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+        Complain("KEY = VALUE is meant");
+    }
+    const std::string value = Trim(text.substr(equals + 1));
+    if (value.empty()) {
+        Complain("no value; an empty text is written \"\"");
+    }
+    Set(Trim(text.substr(0, equals)), value);
+}
+
+[[noreturn]] static void Lacks(const std::wstring& name, const char* what) {
+    Complain(Narrow(name) + ": " + what);
+}
+
+void Parser::CheckReferences() const {
+    const Machine& machine = machine_;
+    for (const auto& adapter : machine.adapters) {
+        if (std::count(adapter.instance.begin(), adapter.instance.end(), L'\\') != 2) {
+            Lacks(adapter.name, "instance must have three parts");
+        }
+    }
+    for (const auto& team : machine.teams) {
+        if (!machine.protocolInstalled) {
+            Lacks(team.name, "a team needs protocol = installed");
+        }
+        if (team.guid.empty() || team.members.empty()) {
+            Lacks(team.name, "guid and members are needed");
+        }
+        if (!team.order.empty() && team.order.size() != team.members.size()) {
+            Lacks(team.name, "order must have as many entries as members");
+        }
+        for (const auto& member : team.members) {
+            if (!machine.FindAdapter(member)) {
+                Lacks(team.name, ("no adapter " + Narrow(member)).c_str());
+            }
+        }
+    }
+    for (const auto& vlan : machine.vlans) {
+        if (vlan.guid.empty() ||
+            (!machine.FindAdapter(vlan.host) && !machine.FindTeam(vlan.host))) {
+            Lacks(vlan.name, "guid and an existing host are needed");
+        }
+    }
+}
+
+Machine Parser::Finish() {
+    line = 0;
+    CheckReferences();
+    unsigned number = 0;
+    for (auto& adapter : machine_.adapters) {
+        adapter.answers = allAnswers_[adapter.name].Resolve(++number);
+    }
+    for (auto& team : machine_.teams) {
+        team.answers = allAnswers_[team.name].Resolve(++number);
+    }
+    for (auto& vlan : machine_.vlans) {
+        vlan.answers = allAnswers_[vlan.name].Resolve(++number);
+    }
+    return std::move(machine_);
+}
+
+} // namespace
+
+bool MachineParse(const std::string& text, const std::wstring& source, Machine* machine,
+                  std::wstring* error) {
+    Parser parser;
+    try {
+        for (size_t start = 0; start <= text.size();) {
+            const size_t end = std::min(text.find('\n', start), text.size());
+            parser.line++;
+            parser.Line(text.substr(start, end - start));
+            start = end + 1;
+        }
+        *machine = parser.Finish();
+        return true;
+    } catch (const Complaint& complaint) {
+        const std::wstring where = parser.line ? L":" + std::to_wstring(parser.line) : L"";
+        *error = source + where + L": " + Wide(complaint.what());
+        return false;
+    }
+}
+
+// The shipped machines go by their names alone, with or without .txt.
+static std::wstring ShippedMachine(const std::wstring& name) {
+    if (name.find_first_of(L"\\/") != std::wstring::npos) {
+        return L"";
+    }
+    const std::wstring path = FindBenchFile(L"machines\\" + name + L".txt");
+    return path.empty() ? FindBenchFile(L"machines\\" + name) : path;
+}
+
+bool MachineLoad(const std::wstring& path, Machine* machine, std::wstring* error) {
+    const std::wstring shipped = ShippedMachine(path);
+    std::string text;
+    if (!ReadFileBytes(shipped.empty() ? path : shipped, &text)) {
+        *error = path + L": cannot be read";
+        return false;
+    }
+    return MachineParse(text, path, machine, error);
+}
+
+template <typename List> static auto FindByName(List& list, const std::wstring& name) {
+    const auto found =
+        std::find_if(list.begin(), list.end(), [&](auto& item) { return item.name == name; });
+    return found == list.end() ? nullptr : &*found;
+}
+
+MachineAdapter* Machine::FindAdapter(const std::wstring& name) {
+    return FindByName(adapters, name);
+}
+
+const MachineAdapter* Machine::FindAdapter(const std::wstring& name) const {
+    return FindByName(adapters, name);
+}
+
+MachineTeam* Machine::FindTeam(const std::wstring& name) {
+    return FindByName(teams, name);
+}
+
+const MachineTeam* Machine::FindTeam(const std::wstring& name) const {
+    return FindByName(teams, name);
+}

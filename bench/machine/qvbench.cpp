@@ -1,0 +1,51 @@
+// The machine from the command line.
+#include "machine.h"
+
+#include "driver_control.h"
+#include "text.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <io.h>
+
+static const char kUsage[] = "qvbench check FILE   is this a machine file\n"
+                             "qvbench build FILE   make this machine stand\n"
+                             "qvbench dump         print the machine that stands\n"
+                             "qvbench sync         start its adapters' driver again\n"
+                             "qvbench reset        take it down\n"
+                             "FILE is a path, or the name of a machine that is shipped.\n";
+
+static int Complain(const std::wstring& error) {
+    fprintf(stderr, "%s\n", qvmachine::Narrow(error).c_str());
+    return 1;
+}
+
+static int Load(const std::wstring& file, bool build) {
+    Machine machine;
+    std::wstring error;
+    if (!MachineLoad(file, &machine, &error) || (build && !MachineBuild(machine, &error))) {
+        return Complain(error);
+    }
+    return 0;
+}
+
+int wmain(int argc, wchar_t** argv) {
+    const std::wstring verb = argc > 1 ? argv[1] : L"";
+    if (argc == 3 && (verb == L"check" || verb == L"build")) {
+        return Load(argv[2], verb == L"build");
+    }
+    if (argc == 2 && verb == L"reset") {
+        MachineReset();
+        return 0;
+    }
+    if (argc == 2 && verb == L"sync") {
+        return DriverSync() ? 0 : Complain(L"the adapters' driver does not run");
+    }
+    if (argc == 2 && verb == L"dump") {
+        _setmode(_fileno(stdout), _O_BINARY);
+        fputs(MachineDump().c_str(), stdout);
+        return 0;
+    }
+    fputs(kUsage, stderr);
+    return 2;
+}

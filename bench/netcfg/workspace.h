@@ -1,0 +1,79 @@
+// The configuration that one INetCfg object works on, shared with every object that it handed out:
+// whether it is initialised, whether it holds the write lock, what it read of the machine, and the
+// changes that only Apply makes real.
+//
+// Rules, after INetCfg and INetCfgLock (Windows network configuration interfaces):
+// - The lock is taken before Initialize and given back after Uninitialize; in between both calls of
+//   INetCfgLock are refused with NETCFG_E_ALREADY_INITIALIZED. Only administrators get it.
+// - Taking a lock that this object has is S_OK and does not count twice.
+// - Reading needs Initialize, changing needs the lock too; "not initialised" is told first.
+// - An object handed out before Uninitialize stays dead after a second Initialize.
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "inf.h"
+#include "model.h"
+#include "writelock.h"
+
+class Workspace {
+  public:
+    HRESULT AcquireWriteLock(DWORD timeout, const std::wstring& description, std::wstring* holder);
+    HRESULT ReleaseWriteLock();
+
+    HRESULT Initialize();
+    HRESULT Uninitialize();
+    HRESULT Apply();
+    HRESULT Cancel();
+
+    // S_OK, or why an object of this generation cannot be read, or cannot be changed.
+    unsigned Generation() const;
+    HRESULT Readable(unsigned generation) const;
+    HRESULT Changeable(unsigned generation) const;
+
+    // The configuration as this workspace sees it, its own changes included.
+    std::vector<NetCfgComponent> Components() const;
+    std::vector<NetCfgAdapter> Adapters() const;
+    std::vector<NetCfgPath> Paths() const;
+    std::optional<NetCfgPath> FindPath(const std::wstring& token) const;
+
+    // Changes, real after Apply. The caller has asked Changeable.
+    HRESULT EnablePath(const std::wstring& token, bool enable);
+    HRESULT RenameComponent(const std::wstring& id, const std::wstring& displayName);
+    HRESULT Install(const std::wstring& requestedId, const NetCfgComponent& component,
+                    const InfComponent& inf);
+    HRESULT DeInstall(const std::wstring& id);
+
+  private:
+    struct Installation {
+        std::wstring requestedId;
+        InfComponent inf;
+    };
+
+    void Load();
+    void RebuildPaths();
+    NetCfgComponent* FindComponent(const std::wstring& id);
+
+    mutable std::recursive_mutex mutex_;
+    WriteLock lock_;
+    bool initialized_ = false;
+    unsigned generation_ = 0;
+
+    std::vector<NetCfgComponent> components_;
+    std::vector<NetCfgAdapter> adapters_;
+    std::vector<NetCfgPath> paths_;
+
+    std::map<std::wstring, bool> stagedPaths_;
+    std::map<std::wstring, Installation> stagedInstalls_;
+    std::map<std::wstring, NetCfgComponent> stagedRemovals_;
+    std::map<std::wstring, std::wstring> stagedNames_;
+};
+
+using WorkspacePointer = std::shared_ptr<Workspace>;

@@ -1,0 +1,122 @@
+#include "harness/program.h"
+
+#include "drive/dialogs.h"
+#include "drive/input.h"
+#include "drive/list.h"
+#include "drive/pipe.h"
+#include "drive/wait.h"
+#include "drive/window.h"
+
+#include <gtest/gtest.h>
+
+static std::wstring FolderOfTests() {
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    *(wcsrchr(path, L'\\') + 1) = L'\0';
+    return path;
+}
+
+std::wstring ProgramPath() {
+    wchar_t path[MAX_PATH];
+    DWORD length = GetEnvironmentVariableW(L"QV_PROGRAM", path, MAX_PATH);
+    return length > 0 && length < MAX_PATH ? path : FolderOfTests() + L"QvTeamCfg.exe";
+}
+
+RunningProgram::RunningProgram(const std::wstring& commands, const std::wstring& executable) {
+    drive::StartOptions options;
+    std::wstring error;
+    options.executable = executable.empty() ? ProgramPath() : executable;
+    options.benchDll = FolderOfTests() + L"qvbench.dll";
+    options.commands = commands;
+    if (!drive::ProgramStart(options, &program_, &error))
+        ADD_FAILURE() << testing::PrintToString(error);
+}
+
+RunningProgram::~RunningProgram() {
+    drive::ProgramEnd(&program_);
+}
+
+HWND RunningProgram::waitDialog(int id) {
+    HWND found = nullptr;
+    drive::WaitUntil([&] { return (found = drive::FindDialog(program_.id, id)) != nullptr; });
+    EXPECT_NE(found, nullptr) << "dialog " << id << " did not open";
+    return found;
+}
+
+void RunningProgram::waitGone(int id) {
+    EXPECT_TRUE(drive::WaitUntil([&] { return drive::FindDialog(program_.id, id) == nullptr; }))
+        << "dialog " << id << " stays open";
+}
+
+HWND RunningProgram::control(const std::wstring& name, int dialog) {
+    HWND found = drive::FindControl(waitDialog(dialog), name);
+    EXPECT_NE(found, nullptr) << testing::PrintToString(name);
+    return found;
+}
+
+std::wstring RunningProgram::text(const std::wstring& name, int dialog) {
+    return drive::TextOf(control(name, dialog));
+}
+
+void RunningProgram::waitText(const std::wstring& name, const std::wstring& part, int dialog) {
+    HWND window = control(name, dialog);
+    EXPECT_TRUE(drive::WaitUntil(
+        [&] { return drive::TextOf(window).find(part) != std::wstring::npos; }))
+        << testing::PrintToString(drive::TextOf(window));
+}
+
+void RunningProgram::click(const std::wstring& name, int dialog) {
+    std::wstring error;
+    EXPECT_TRUE(drive::ClickControl(control(name, dialog), false, &error))
+        << testing::PrintToString(error);
+}
+
+void RunningProgram::clickAndLeave(const std::wstring& name, int dialog) {
+    std::wstring error;
+    EXPECT_TRUE(drive::ClickControl(control(name, dialog), true, &error))
+        << testing::PrintToString(error);
+}
+
+void RunningProgram::tickRow(const std::wstring& list, int row, bool on, bool keyboard) {
+    std::wstring error;
+    EXPECT_TRUE(drive::TickRow(control(list), row, on, keyboard, &error))
+        << testing::PrintToString(error);
+}
+
+bool RunningProgram::rowTicked(const std::wstring& list, int row) {
+    return drive::ListRowTicked(control(list), row);
+}
+
+std::vector<std::wstring> RunningProgram::rows(const std::wstring& list) {
+    std::vector<std::wstring> texts;
+    for (const drive::ListRow& row : drive::ListRows(control(list)))
+        texts.push_back(row.texts.empty() ? L"" : row.texts[0]);
+    return texts;
+}
+
+bool RunningProgram::enabled(const std::wstring& name) {
+    return IsWindowEnabled(control(name));
+}
+
+bool RunningProgram::ticked(const std::wstring& name) {
+    return drive::IsTicked(control(name));
+}
+
+std::wstring RunningProgram::bench(const std::wstring& command) {
+    std::wstring reply;
+    std::wstring error;
+    EXPECT_TRUE(drive::BenchAsk(program_.id, command, &reply, &error))
+        << testing::PrintToString(error);
+    EXPECT_EQ(0u, reply.find(L"ok")) << testing::PrintToString(reply);
+    return reply.size() > 3 ? reply.substr(3) : L"";
+}
+
+Events RunningProgram::journal() {
+    return ParseJournal(bench(L"journal-text"));
+}
+
+DWORD RunningProgram::waitEnd() {
+    DWORD exitCode = STILL_ACTIVE;
+    EXPECT_TRUE(drive::ProgramWaitEnd(program_, drive::kHangGuard, &exitCode)) << "still running";
+    return exitCode;
+}
