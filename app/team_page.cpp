@@ -56,19 +56,20 @@ static void TickControls(HWND hDlg, ControlList controls, BOOL tick) {
         CheckDlgButton(hDlg, *controls, tick ? BST_CHECKED : BST_UNCHECKED);
 }
 
-static void SetUpList(HWND list, HIMAGELIST images, int column, LPCWSTR title) {
+static void SetUpList(HWND list, HIMAGELIST images, int column, UINT titleId) {
+    WCHAR szTitle[64] = {};
     LVCOLUMNW header = {};
 
+    LoadStringW(hInstance, titleId, szTitle, ARRAYSIZE(szTitle));
     SendMessageW(list, LVM_SETEXTENDEDLISTVIEWSTYLE, 0, LVS_EX_CHECKBOXES);
     SendMessageW(list, LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(images));
     header.mask = LVCF_FMT | LVCF_WIDTH | LVCF_TEXT;
     header.fmt = LVCFMT_LEFT;
     header.cx = COLUMN_WIDTH;
-    header.pszText = const_cast<LPWSTR>(title);
+    header.pszText = szTitle;
     SendMessageW(list, LVM_INSERTCOLUMNW, column, reinterpret_cast<LPARAM>(&header));
 }
 
-// The lists share one image list, which goes with the page that is last destroyed.
 static void SetUpLists(HWND hDlg) {
     Trace(L"-->SetUpLists:\n");
     int cx = GetSystemMetrics(SM_CXSMICON);
@@ -80,8 +81,8 @@ static void SetUpLists(HWND hDlg) {
         ImageList_AddIcon(images, icon);
         DestroyIcon(icon);
     }
-    SetUpList(GetDlgItem(hDlg, IDC_NIC_LIST), images, 0, L"Unassigned Adapters");
-    SetUpList(GetDlgItem(hDlg, IDC_TEAM_LIST), images, 1, L"Teamed Adapters");
+    SetUpList(GetDlgItem(hDlg, IDC_NIC_LIST), images, 0, IDS_UNASSIGNED_ADAPTERS);
+    SetUpList(GetDlgItem(hDlg, IDC_TEAM_LIST), images, 1, IDS_TEAMED_ADAPTERS);
     Trace(L"<--SetUpLists:\n");
 }
 

@@ -495,6 +495,9 @@ void Parser::CheckReferences() const {
         }
     }
     for (const auto& vlan : machine.vlans) {
+        if (!machine.protocolInstalled) {
+            Lacks(vlan.name, "a VLAN needs protocol = installed");
+        }
         if (vlan.guid.empty() ||
             (!machine.FindAdapter(vlan.host) && !machine.FindTeam(vlan.host))) {
             Lacks(vlan.name, "guid and an existing host are needed");
