@@ -71,3 +71,9 @@ bench_down() {
   BENCH_WM_PID= BENCH_XVFB_PID=
   return $status
 }
+
+# build_preset NAME: configures once and builds.
+build_preset() {
+  (cd "$ROOT" && { [[ -e build/$1/build.ninja ]] || cmake --preset "$1" >/dev/null; } &&
+    cmake --build --preset "$1")
+}

@@ -7,6 +7,7 @@
 #include "calls.h"
 #include "command.h"
 #include "journal.h"
+#include "last_error.h"
 #include "lock.h"
 #include "pipe.h"
 
@@ -40,6 +41,8 @@ bool PatchImports(BYTE* base) {
     for (; dll->FirstThunk != 0; dll++) {
         if (dll->OriginalFirstThunk == 0)
             continue;
+        bool runtime =
+            lstrcmpiA(reinterpret_cast<const char*>(base + dll->Name), "msvcrt.dll") == 0;
         auto names = reinterpret_cast<const IMAGE_THUNK_DATA64*>(base + dll->OriginalFirstThunk);
         auto slots = reinterpret_cast<IMAGE_THUNK_DATA64*>(base + dll->FirstThunk);
         for (; names->u1.AddressOfData != 0; names++, slots++) {
@@ -50,7 +53,8 @@ bool PatchImports(BYTE* base) {
             const char* name = reinterpret_cast<const char*>(import->Name);
             int index = FindWrapper(name);
             if (index < 0) {
-                g_unwrapped.insert(name);
+                if (!runtime)
+                    g_unwrapped.insert(name);
                 continue;
             }
             void* wrapper = WrapperAt(index);

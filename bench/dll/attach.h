@@ -6,7 +6,8 @@
 
 namespace bench {
 
-// The imports by name of the attached modules that no wrapper is known for, a line each.
+// The imports of the attached modules that no wrapper is known for, a line each, without those from
+// the C run-time library.
 std::wstring UnwrappedImports();
 
 } // namespace bench

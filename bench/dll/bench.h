@@ -40,6 +40,7 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //   calls [NAME]                           calls since the start or `reset-counts`; one number, or
 //                                          a line "NAME count" for each wrapped function
 //   reset-counts
+//   unwrapped                              imports of the attached modules that the bench passes by
 //   open                                   what was opened and not closed: "keys=0 sets=0 ..."
 //   open-list                              the same, one line "kind 0xVALUE opener" for each
 //   reset-open                             forgets what is open now

@@ -16,6 +16,7 @@
 
 #include "bench.h"
 #include "journal.h"
+#include "last_error.h"
 #include "lock.h"
 #include "standins.h"
 #include "tally.h"

@@ -2,6 +2,7 @@
 
 #include "bench.h"
 #include "data.h"
+#include "last_error.h"
 #include "lock.h"
 #include "network_class.h"
 

@@ -10,7 +10,7 @@
 #include "clock.h"
 #include "data.h"
 #include "journal.h"
-#include "lock.h"
+#include "last_error.h"
 #include "standins.h"
 #include "tally.h"
 

@@ -41,11 +41,32 @@ bool IsRegistered(const std::wstring& instanceId) {
     return KeyExists(EnumKey(instanceId)) && ReadNumber(EnumKey(instanceId), L"Phantom", 0) == 0;
 }
 
+std::vector<std::wstring> HardwareIds(const std::wstring& instanceId) {
+    return ReadList(EnumKey(instanceId), L"HardwareID");
+}
+
 bool HasHardwareId(const std::wstring& instanceId, const wchar_t* hardwareId) {
-    for (const std::wstring& id : ReadList(EnumKey(instanceId), L"HardwareID"))
+    for (const std::wstring& id : HardwareIds(instanceId))
         if (lstrcmpiW(id.c_str(), hardwareId) == 0)
             return true;
     return false;
+}
+
+bool ReadSelectedDriver(HDEVINFO set, PSP_DEVINFO_DATA device, SelectedDriver* selected) {
+    SP_DRVINFO_DATA_V2_W driver = {};
+    driver.cbSize = sizeof(driver);
+    if (!SetupDiGetSelectedDriverW(set, device, &driver))
+        return false;
+    // The record ends in the device's compatible ids, however long they are.
+    std::vector<BYTE> buffer(16 * 1024);
+    auto detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(buffer.data());
+    detail->cbSize = sizeof(*detail);
+    if (!SetupDiGetDriverInfoDetailW(set, device, &driver, detail,
+                                     static_cast<DWORD>(buffer.size()), nullptr))
+        return false;
+    *selected = {driver.Description, driver.ProviderName, detail->InfFileName, detail->SectionName,
+                 detail->HardwareID};
+    return true;
 }
 
 } // namespace bench

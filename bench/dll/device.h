@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <setupapi.h>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -22,8 +23,20 @@ std::wstring DriverKey(const std::wstring& instanceId);
 // A device that exists only in a set of the program is not registered.
 bool IsRegistered(const std::wstring& instanceId);
 
+std::vector<std::wstring> HardwareIds(const std::wstring& instanceId);
+
 // Case does not matter, as for the system.
 bool HasHardwareId(const std::wstring& instanceId, const wchar_t* hardwareId);
+
+// The driver that is selected for the device of the set, as Wine keeps it; false without one.
+struct SelectedDriver {
+    std::wstring description;
+    std::wstring provider;
+    std::wstring inf;     // full path
+    std::wstring section; // as the INF's models section names it
+    std::wstring hardwareId;
+};
+bool ReadSelectedDriver(HDEVINFO set, PSP_DEVINFO_DATA device, SelectedDriver* selected);
 
 } // namespace bench
 

@@ -6,6 +6,7 @@
 
 #include "bench.h"
 #include "clock.h"
+#include "last_error.h"
 #include "lock.h"
 
 namespace bench {

@@ -21,21 +21,6 @@ class Guard {
     SRWLOCK* lock_;
 };
 
-// What the bench does on its own account must not show in the program's last error.
-class KeepLastError {
-  public:
-    KeepLastError() : error_(GetLastError()) {
-    }
-    ~KeepLastError() {
-        SetLastError(error_);
-    }
-    KeepLastError(const KeepLastError&) = delete;
-    KeepLastError& operator=(const KeepLastError&) = delete;
-
-  private:
-    DWORD error_;
-};
-
 } // namespace bench
 
 #endif

@@ -8,7 +8,7 @@
 #include "data.h"
 #include "device.h"
 #include "journal.h"
-#include "lock.h"
+#include "last_error.h"
 
 namespace bench {
 
@@ -98,36 +98,12 @@ std::wstring ConnectionName() {
     }
 }
 
-struct Selected {
-    SP_DRVINFO_DATA_V2_W driver;
-    std::wstring inf;
-    std::wstring section; // as the INF's models section names it
-    std::wstring hardwareId;
-};
-
-bool ReadSelected(HDEVINFO set, PSP_DEVINFO_DATA device, Selected* selected) {
-    selected->driver = {};
-    selected->driver.cbSize = sizeof(selected->driver);
-    if (!SetupDiGetSelectedDriverW(set, device, &selected->driver))
-        return false;
-    std::vector<BYTE> buffer(16 * 1024);
-    auto detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(buffer.data());
-    detail->cbSize = sizeof(*detail);
-    if (!SetupDiGetDriverInfoDetailW(set, device, &selected->driver, detail,
-                                     static_cast<DWORD>(buffer.size()), nullptr))
-        return false;
-    selected->inf = detail->InfFileName;
-    selected->section = detail->SectionName;
-    selected->hardwareId = detail->HardwareID;
-    return true;
-}
-
 void WriteMissingText(const std::wstring& key, const wchar_t* name, const std::wstring& text) {
     if (!text.empty() && !ValueExists(key, name))
         WriteText(key, name, text);
 }
 
-void WriteInfFacts(const std::wstring& key, const Selected& selected) {
+void WriteInfFacts(const std::wstring& key, const SelectedDriver& selected) {
     HINF inf = SetupOpenInfFileW(selected.inf.c_str(), nullptr, INF_STYLE_WIN4, nullptr);
     if (inf == INVALID_HANDLE_VALUE)
         return;
@@ -145,14 +121,14 @@ void WriteInfFacts(const std::wstring& key, const Selected& selected) {
     SetupCloseInfFile(inf);
 }
 
-void GiveIdentity(const std::wstring& instanceId, const Selected& selected) {
+void GiveIdentity(const std::wstring& instanceId, const SelectedDriver& selected) {
     std::wstring key = DriverKey(instanceId);
     if (key.empty())
         return;
     if (!ValueExists(key, L"NetCfgInstanceId"))
         WriteText(key, L"NetCfgInstanceId", TakeVirtualGuid());
-    WriteMissingText(key, L"ProviderName", selected.driver.ProviderName);
-    WriteMissingText(key, L"DriverDesc", selected.driver.Description);
+    WriteMissingText(key, L"ProviderName", selected.provider);
+    WriteMissingText(key, L"DriverDesc", selected.description);
     WriteMissingText(key, L"MatchingDeviceId", selected.hardwareId);
     WriteInfFacts(key, selected);
 
@@ -194,17 +170,15 @@ bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route) 
     if (id.empty())
         return false;
     DWORD error = ERROR_SUCCESS;
-    Selected selected;
+    SelectedDriver selected;
     if (!IsAdministrator())
         error = ERROR_ACCESS_DENIED;
     else if (!IsRegistered(id))
         error = ERROR_DEVINFO_NOT_REGISTERED;
-    else if (!ReadSelected(set, device, &selected))
+    else if (!ReadSelectedDriver(set, device, &selected))
         error = ERROR_NO_DRIVER_SELECTED;
-    if (error != ERROR_SUCCESS) {
-        SetLastError(error);
-        return false;
-    }
+    if (error != ERROR_SUCCESS)
+        return Refuse(error);
     if (!SetupDiCallClassInstaller(DIF_INSTALLDEVICE, set, device))
         return false;
     KeepLastError keep;

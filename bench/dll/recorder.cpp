@@ -10,6 +10,7 @@
 #include <string>
 
 #include "journal.h"
+#include "last_error.h"
 #include "lock.h"
 #include "tally.h"
 

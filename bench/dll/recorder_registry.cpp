@@ -9,6 +9,7 @@
 #include "data.h"
 #include "device.h"
 #include "journal.h"
+#include "last_error.h"
 #include "lock.h"
 #include "tally.h"
 

@@ -572,6 +572,10 @@ void TestTally() {
     HDEVINFO set = SetupDiCreateDeviceInfoList(&kNetClass, nullptr);
     CHECK(Command(L"open").find(L"keys=1 sets=1 driver-lists=0") == 0);
     CHECK(Command(L"open-list").find(L"SetupDiCreateDeviceInfoList\n") != std::wstring::npos);
+    void* block = calloc(1, 8);
+    CHECK(Command(L"open").find(L" blocks=1 ") != std::wstring::npos);
+    free(block);
+    CHECK(Command(L"open").find(L" blocks=0 ") != std::wstring::npos);
     RegCloseKey(key);
     SetupDiDestroyDeviceInfoList(set);
     RegCloseKey(key);
@@ -653,6 +657,21 @@ void TestPipe() {
     CloseHandle(child.hProcess);
 }
 
+// Drivers of a built machine would be found beside this one's.
+bool MachineIsBuilt() {
+    std::wstring path = InfPath();
+    WIN32_FIND_DATAW found;
+    HANDLE search = FindFirstFileW(path.replace(path.size() - 6, 2, L"*").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE)
+        return false;
+    bool built = false;
+    do {
+        built = built || _wcsicmp(found.cFileName, L"oem97.inf") != 0;
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return built;
+}
+
 void RemoveLeftovers() {
     HDEVINFO set = SetupDiGetClassDevsW(&kNetClass, nullptr, nullptr, 0);
     SP_DEVINFO_DATA device = {};
@@ -670,6 +689,10 @@ void RemoveLeftovers() {
 int wmain(int argc, wchar_t**) {
     if (argc > 1)
         return Child();
+    if (MachineIsBuilt()) {
+        printf("a machine is built here: reset it first\n");
+        return 1;
+    }
     LARGE_INTEGER before, after, frequency;
     QueryPerformanceCounter(&before);
     CHECK(BenchAttach(GetModuleHandleW(nullptr)));

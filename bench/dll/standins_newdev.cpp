@@ -11,7 +11,7 @@
 #include "data.h"
 #include "device.h"
 #include "journal.h"
-#include "lock.h"
+#include "last_error.h"
 #include "network_class.h"
 #include "set_state.h"
 
@@ -22,11 +22,6 @@ namespace {
 const wchar_t* const kRoutines[] = {L"DiInstallDevice", L"InstallSelectedDriver",
                                     L"UpdateDriverForPlugAndPlayDevicesW"};
 const DWORD kInstallCopyInfDrivers = 8; // DIIDFLAG_INSTALLCOPYINFDRIVERS
-
-bool Fail(DWORD error) {
-    SetLastError(error);
-    return false;
-}
 
 // A set of the bench's own with one device in it, so that the program's set stays as it is.
 class OwnSet {
@@ -67,20 +62,13 @@ class OwnSet {
 
   private:
     bool ReadRank(size_t* rank) {
-        SP_DRVINFO_DATA_V2_W driver = {};
-        driver.cbSize = sizeof(driver);
-        std::vector<BYTE> buffer(16 * 1024);
-        auto detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(buffer.data());
-        detail->cbSize = sizeof(*detail);
-        if (!SetupDiGetSelectedDriverW(set_, &device_, &driver) ||
-            !SetupDiGetDriverInfoDetailW(set_, &device_, &driver, detail,
-                                         static_cast<DWORD>(buffer.size()), nullptr))
+        SelectedDriver selected;
+        if (!ReadSelectedDriver(set_, &device_, &selected))
             return false;
-        std::wstring key = L"System\\CurrentControlSet\\Enum\\" + InstanceId(set_, &device_);
-        std::vector<std::wstring> ids = ReadList(key, L"HardwareID");
+        std::vector<std::wstring> ids = HardwareIds(InstanceId(set_, &device_));
         for (*rank = 0; *rank < ids.size(); ++*rank)
-            if (lstrcmpiW(ids[*rank].c_str(), detail->HardwareID) == 0)
-                return true;
+            if (lstrcmpiW(ids[*rank].c_str(), selected.hardwareId.c_str()) == 0)
+                break;
         return true;
     }
 
@@ -139,12 +127,9 @@ std::wstring BestInf(const std::wstring& instanceId, const GUID& deviceClass) {
 }
 
 bool IsSelected(HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W driver) {
-    SP_DRVINFO_DATA_V2_W selected = {};
-    selected.cbSize = sizeof(selected);
-    return GetState(set, device).driverSelected &&
-           SetupDiGetSelectedDriverW(set, device, &selected) &&
-           lstrcmpW(selected.Description, driver->Description) == 0 &&
-           lstrcmpW(selected.ProviderName, driver->ProviderName) == 0;
+    SelectedDriver selected;
+    return GetState(set, device).driverSelected && ReadSelectedDriver(set, device, &selected) &&
+           selected.description == driver->Description && selected.provider == driver->ProviderName;
 }
 
 bool NeedsReboot(const std::wstring& instanceId) {
@@ -192,21 +177,21 @@ BOOL WINAPI DiInstallDevice(HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRV
     if (id.empty())
         return FALSE;
     if (flags & ~(DIIDFLAG_BITS | kInstallCopyInfDrivers))
-        return Fail(ERROR_INVALID_FLAGS);
+        return Refuse(ERROR_INVALID_FLAGS);
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     if (!IsRegistered(id))
-        return Fail(ERROR_DEVINFO_NOT_REGISTERED);
+        return Refuse(ERROR_DEVINFO_NOT_REGISTERED);
     if (driver) {
         if (!IsSelected(set, device, driver))
-            return Fail(ERROR_NO_DRIVER_SELECTED);
+            return Refuse(ERROR_NO_DRIVER_SELECTED);
         if (!InstallDriver(set, device, L"DiInstallDevice"))
             return FALSE;
     } else {
         std::wstring inf = BestInf(id, device->ClassGuid);
         size_t rank;
         if (inf.empty())
-            return Fail(ERROR_NO_COMPAT_DRIVERS);
+            return Refuse(ERROR_NO_COMPAT_DRIVERS);
         OwnSet own(id);
         if (!own.SelectFrom(inf, &rank) || !own.Install(L"DiInstallDevice"))
             return FALSE;
@@ -219,12 +204,12 @@ BOOL WINAPI DiInstallDevice(HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRV
 // Takes the selected device of the set and the driver that is selected for it.
 BOOL WINAPI InstallSelectedDriver(HWND, HDEVINFO set, LPCWSTR reserved, BOOL, PDWORD reboot) {
     if (reserved)
-        return Fail(ERROR_INVALID_PARAMETER);
+        return Refuse(ERROR_INVALID_PARAMETER);
     SP_DEVINFO_DATA device;
     if (!SelectedDevice(set, &device))
-        return Fail(ERROR_NO_DEVICE_SELECTED);
+        return Refuse(ERROR_NO_DEVICE_SELECTED);
     if (!GetState(set, &device).driverSelected)
-        return Fail(ERROR_NO_DRIVER_SELECTED);
+        return Refuse(ERROR_NO_DRIVER_SELECTED);
     if (!InstallDriver(set, &device, L"InstallSelectedDriver"))
         return FALSE;
     if (reboot)
@@ -237,16 +222,16 @@ BOOL WINAPI InstallSelectedDriver(HWND, HDEVINFO set, LPCWSTR reserved, BOOL, PD
 BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND, LPCWSTR hardwareId, LPCWSTR infPath,
                                                DWORD flags, PBOOL reboot) {
     if (!hardwareId || !infPath || !*hardwareId)
-        return Fail(ERROR_INVALID_PARAMETER);
+        return Refuse(ERROR_INVALID_PARAMETER);
     if (flags & ~INSTALLFLAG_BITS)
-        return Fail(ERROR_INVALID_FLAGS);
+        return Refuse(ERROR_INVALID_FLAGS);
     if (!IsFullPath(infPath) || GetFileAttributesW(infPath) == INVALID_FILE_ATTRIBUTES)
-        return Fail(ERROR_FILE_NOT_FOUND);
+        return Refuse(ERROR_FILE_NOT_FOUND);
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     std::vector<std::wstring> devices = PresentDevices(hardwareId);
     if (devices.empty())
-        return Fail(ERROR_NO_SUCH_DEVINST);
+        return Refuse(ERROR_NO_SUCH_DEVINST);
     bool installed = false;
     bool needsReboot = false;
     for (const std::wstring& id : devices) {
@@ -255,14 +240,14 @@ BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND, LPCWSTR hardwareId, LPCWSTR
         OwnSet own(id);
         size_t rank;
         if (!own.SelectFrom(infPath, &rank))
-            return Fail(ERROR_NO_MORE_ITEMS);
+            return Refuse(ERROR_NO_MORE_ITEMS);
         if (!own.Install(L"UpdateDriver"))
             return FALSE;
         installed = true;
         needsReboot = needsReboot || NeedsReboot(id);
     }
     if (!installed)
-        return Fail(ERROR_NO_MORE_ITEMS);
+        return Refuse(ERROR_NO_MORE_ITEMS);
     if (reboot)
         *reboot = needsReboot;
     return TRUE;

@@ -2,14 +2,14 @@
 // the Windows driver documentation; what Wine does right is left to it.
 #include "standins.h"
 
-#include <cwchar>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "data.h"
 #include "device.h"
 #include "journal.h"
-#include "lock.h"
+#include "last_error.h"
 #include "network_class.h"
 #include "set_state.h"
 #include "tally.h"
@@ -22,32 +22,27 @@ const wchar_t kDisabled[] = L"Disabled";
 const DWORD kDisabledGlobally = 1;
 const DWORD kDisabledInProfile = 2;
 
-bool Fail(DWORD error) {
-    SetLastError(error);
-    return false;
-}
-
 bool CheckParams(PSP_CLASSINSTALL_HEADER params, DWORD size) {
     if (size < sizeof(*params))
-        return Fail(ERROR_INVALID_PARAMETER);
+        return Refuse(ERROR_INVALID_PARAMETER);
     if (params->cbSize != sizeof(*params))
-        return Fail(ERROR_INVALID_USER_BUFFER);
+        return Refuse(ERROR_INVALID_USER_BUFFER);
     if (params->InstallFunction == DIF_PROPERTYCHANGE) {
         auto change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(params);
         if (size < sizeof(*change) || change->StateChange < DICS_ENABLE ||
             change->StateChange > DICS_STOP || change->Scope < DICS_FLAG_GLOBAL ||
             change->Scope > DICS_FLAG_CONFIGGENERAL || change->Scope == 3)
-            return Fail(ERROR_INVALID_PARAMETER);
+            return Refuse(ERROR_INVALID_PARAMETER);
         return true;
     }
     if (params->InstallFunction == DIF_REMOVE) {
         auto removal = reinterpret_cast<const SP_REMOVEDEVICE_PARAMS*>(params);
         if (size < sizeof(*removal) || (removal->Scope != DI_REMOVEDEVICE_GLOBAL &&
                                         removal->Scope != DI_REMOVEDEVICE_CONFIGSPECIFIC))
-            return Fail(ERROR_INVALID_PARAMETER);
+            return Refuse(ERROR_INVALID_PARAMETER);
         return true;
     }
-    return Fail(ERROR_INVALID_PARAMETER);
+    return Refuse(ERROR_INVALID_PARAMETER);
 }
 
 void ApplyChange(const std::wstring& id, const SP_PROPCHANGE_PARAMS& change) {
@@ -95,19 +90,13 @@ bool IsExcluded(HINF inf, const wchar_t* hardwareId) {
 }
 
 bool SelectedIsExcluded(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    SP_DRVINFO_DATA_V2_W driver = {};
-    driver.cbSize = sizeof(driver);
-    std::vector<BYTE> buffer(16 * 1024);
-    auto detail = reinterpret_cast<SP_DRVINFO_DETAIL_DATA_W*>(buffer.data());
-    detail->cbSize = sizeof(*detail);
-    if (!SetupDiGetSelectedDriverW(set, device, &driver) ||
-        !SetupDiGetDriverInfoDetailW(set, device, &driver, detail,
-                                     static_cast<DWORD>(buffer.size()), nullptr))
+    SelectedDriver selected;
+    if (!ReadSelectedDriver(set, device, &selected))
         return false;
-    HINF inf = SetupOpenInfFileW(detail->InfFileName, nullptr, INF_STYLE_WIN4, nullptr);
+    HINF inf = SetupOpenInfFileW(selected.inf.c_str(), nullptr, INF_STYLE_WIN4, nullptr);
     if (inf == INVALID_HANDLE_VALUE)
         return false;
-    bool excluded = IsExcluded(inf, detail->HardwareID);
+    bool excluded = IsExcluded(inf, selected.hardwareId.c_str());
     SetupCloseInfFile(inf);
     return excluded;
 }
@@ -115,12 +104,12 @@ bool SelectedIsExcluded(HDEVINFO set, PSP_DEVINFO_DATA device) {
 bool SelectBestDriver(HDEVINFO set, PSP_DEVINFO_DATA device) {
     DeviceState state = GetState(set, device);
     if (!state.compatList)
-        return Fail(ERROR_NO_COMPAT_DRIVERS);
+        return Refuse(ERROR_NO_COMPAT_DRIVERS);
     if (!::SetupDiCallClassInstaller(DIF_SELECTBESTCOMPATDRV, set, device))
         return false;
     state.driverSelected = state.excludedDrivers || !SelectedIsExcluded(set, device);
     SetState(set, device, state);
-    return state.driverSelected || Fail(ERROR_NO_COMPAT_DRIVERS);
+    return state.driverSelected || Refuse(ERROR_NO_COMPAT_DRIVERS);
 }
 
 bool RegisterDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
@@ -128,7 +117,7 @@ bool RegisterDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
     if (id.empty())
         return false;
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     if (!::SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, device))
         return false;
     Journal(L"device-register", id);
@@ -163,16 +152,16 @@ const Property* FindSettable(DWORD code) {
 
 bool CheckPropertyData(const Property& property, const BYTE* data, DWORD size) {
     if (!data)
-        return size == 0 || Fail(ERROR_INVALID_PARAMETER);
+        return size == 0 || Refuse(ERROR_INVALID_PARAMETER);
     if (property.type == REG_DWORD)
-        return size == sizeof(DWORD) || Fail(ERROR_INVALID_DATA);
+        return size == sizeof(DWORD) || Refuse(ERROR_INVALID_DATA);
     if (size == 0 || size % sizeof(wchar_t) != 0)
-        return Fail(ERROR_INVALID_DATA);
+        return Refuse(ERROR_INVALID_DATA);
     auto text = reinterpret_cast<const wchar_t*>(data);
     DWORD length = size / sizeof(wchar_t);
     if (property.type == REG_MULTI_SZ &&
         (length < 2 || text[length - 1] != 0 || text[length - 2] != 0))
-        return Fail(ERROR_INVALID_DATA);
+        return Refuse(ERROR_INVALID_DATA);
     return true;
 }
 
@@ -216,11 +205,13 @@ BOOL WINAPI SetupDiSetClassInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device,
                                           PSP_CLASSINSTALL_HEADER params, DWORD size) {
     if (device && InstanceId(set, device).empty())
         return FALSE;
-    if (params ? !CheckParams(params, size) : size != 0 && !Fail(ERROR_INVALID_PARAMETER))
+    if (params && !CheckParams(params, size))
         return FALSE;
+    if (!params && size != 0)
+        return Refuse(ERROR_INVALID_PARAMETER);
     DeviceState state = GetState(set, device);
     auto bytes = reinterpret_cast<const BYTE*>(params);
-    state.classInstallParams.assign(bytes, params ? bytes + size : bytes);
+    state.classInstallParams.assign(bytes, bytes + size);
     state.paramsEnabled = params != nullptr;
     SetState(set, device, state);
     return TRUE;
@@ -235,11 +226,11 @@ BOOL WINAPI SetupDiChangeState(HDEVINFO set, PSP_DEVINFO_DATA device) {
     auto change = reinterpret_cast<const SP_PROPCHANGE_PARAMS*>(state.classInstallParams.data());
     if (!state.paramsEnabled || state.classInstallParams.size() < sizeof(*change) ||
         change->ClassInstallHeader.InstallFunction != DIF_PROPERTYCHANGE)
-        return Fail(ERROR_NO_CLASSINSTALL_PARAMS);
+        return Refuse(ERROR_NO_CLASSINSTALL_PARAMS);
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     if (!IsRegistered(id))
-        return Fail(ERROR_DEVINFO_NOT_REGISTERED);
+        return Refuse(ERROR_DEVINFO_NOT_REGISTERED);
     ApplyChange(id, *change);
     return TRUE;
 }
@@ -251,7 +242,7 @@ BOOL WINAPI SetupDiRemoveDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
     if (id.empty())
         return FALSE;
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     std::wstring driverKey = DriverKey(id);
     if (!::SetupDiRemoveDevice(set, device))
         return FALSE;
@@ -280,7 +271,7 @@ BOOL WINAPI SetupDiSetDeviceInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device
     DeviceState state = GetState(set, device);
     bool enabled = params && (params->Flags & DI_CLASSINSTALLPARAMS);
     if (enabled && state.classInstallParams.empty())
-        return Fail(ERROR_NO_CLASSINSTALL_PARAMS);
+        return Refuse(ERROR_NO_CLASSINSTALL_PARAMS);
     if (!::SetupDiSetDeviceInstallParamsW(set, device, params))
         return FALSE;
     state.paramsEnabled = enabled;
@@ -296,7 +287,7 @@ BOOL WINAPI SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DE
         return SelectBestDriver(set, device);
     case DIF_INSTALLDEVICE:
         if (!GetState(set, device).driverSelected)
-            return Fail(ERROR_NO_DRIVER_SELECTED);
+            return Refuse(ERROR_NO_DRIVER_SELECTED);
         return InstallDriver(set, device, L"ClassInstaller");
     case DIF_PROPERTYCHANGE:
         return standin::SetupDiChangeState(set, device);
@@ -311,7 +302,7 @@ BOOL WINAPI SetupDiCreateDeviceInfoW(HDEVINFO set, PCWSTR name, const GUID* clas
                                      PCWSTR description, HWND parent, DWORD flags,
                                      PSP_DEVINFO_DATA device) {
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     SP_DEVINFO_DATA created = {};
     created.cbSize = sizeof(created);
     if (!::SetupDiCreateDeviceInfoW(set, name, classGuid, description, parent, flags,
@@ -331,11 +322,11 @@ BOOL WINAPI SetupDiSetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
         return FALSE;
     const Property* settable = FindSettable(property);
     if (!settable)
-        return Fail(ERROR_INVALID_REG_PROPERTY);
+        return Refuse(ERROR_INVALID_REG_PROPERTY);
     if (!CheckPropertyData(*settable, data, size))
         return FALSE;
     if (!IsAdministrator())
-        return Fail(ERROR_ACCESS_DENIED);
+        return Refuse(ERROR_ACCESS_DENIED);
     if (!::SetupDiSetDeviceRegistryPropertyW(set, device, property, data, size))
         return FALSE;
     KeepLastError keep;
@@ -355,14 +346,14 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
     if (id.empty())
         return FALSE;
     if (!ValueExists(BenchDeviceKey(id), L"InstallState"))
-        return Fail(ERROR_INVALID_DATA);
+        return Refuse(ERROR_INVALID_DATA);
     DWORD state = ReadNumber(BenchDeviceKey(id), L"InstallState", 0);
     if (type)
         *type = REG_DWORD;
     if (required)
         *required = sizeof(state);
     if (!data || size < sizeof(state))
-        return Fail(ERROR_INSUFFICIENT_BUFFER);
+        return Refuse(ERROR_INSUFFICIENT_BUFFER);
     memcpy(data, &state, sizeof(state));
     return TRUE;
 }
@@ -371,14 +362,14 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
 BOOL WINAPI SetupDiBuildDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD type) {
     if ((type != SPDIT_CLASSDRIVER && type != SPDIT_COMPATDRIVER) ||
         (type == SPDIT_COMPATDRIVER && !device))
-        return Fail(ERROR_INVALID_PARAMETER);
+        return Refuse(ERROR_INVALID_PARAMETER);
     SP_DEVINSTALL_PARAMS_W params = {};
     params.cbSize = sizeof(params);
     if (!::SetupDiGetDeviceInstallParamsW(set, device, &params))
         return FALSE;
     if ((params.Flags & DI_ENUMSINGLEINF) &&
         GetFileAttributesW(params.DriverPath) == INVALID_FILE_ATTRIBUTES)
-        return Fail(ERROR_FILE_NOT_FOUND);
+        return Refuse(ERROR_FILE_NOT_FOUND);
     if (!::SetupDiBuildDriverInfoList(set, device, type))
         return FALSE;
     KeepLastError keep;
@@ -397,7 +388,7 @@ BOOL WINAPI SetupDiGetSelectedDriverW(HDEVINFO set, PSP_DEVINFO_DATA device,
     if (InstanceId(set, device).empty())
         return FALSE;
     if (!GetState(set, device).driverSelected)
-        return Fail(ERROR_NO_DRIVER_SELECTED);
+        return Refuse(ERROR_NO_DRIVER_SELECTED);
     return ::SetupDiGetSelectedDriverW(set, device, driver);
 }
 
@@ -405,7 +396,7 @@ BOOL WINAPI SetupDiGetSelectedDriverW(HDEVINFO set, PSP_DEVINFO_DATA device,
 BOOL WINAPI SetupDiDestroyDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD type) {
     if ((type != SPDIT_CLASSDRIVER && type != SPDIT_COMPATDRIVER) ||
         (type == SPDIT_COMPATDRIVER && !device))
-        return Fail(ERROR_INVALID_PARAMETER);
+        return Refuse(ERROR_INVALID_PARAMETER);
     if (device && InstanceId(set, device).empty())
         return FALSE;
     DeviceState state = GetState(set, device);

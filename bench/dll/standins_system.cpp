@@ -11,6 +11,7 @@
 #include "clock.h"
 #include "data.h"
 #include "journal.h"
+#include "last_error.h"
 #include "lock.h"
 
 namespace bench {

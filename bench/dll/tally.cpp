@@ -9,9 +9,9 @@ namespace bench {
 
 namespace {
 
-const wchar_t* const kNames[] = {L"keys",     L"sets",        L"driver-lists", L"infs",  L"handles",
-                                 L"searches", L"libraries",   L"blocks",       L"pages", L"sids",
-                                 L"contexts", L"image-lists", L"apartments"};
+const wchar_t* const kNames[] = {
+    L"keys",   L"sets",  L"driver-lists", L"infs",     L"handles",     L"searches", L"libraries",
+    L"blocks", L"pages", L"sids",         L"contexts", L"image-lists", L"icons",    L"apartments"};
 static_assert(ARRAYSIZE(kNames) == static_cast<size_t>(Kind::Count), "a name for every kind");
 
 struct Entry {

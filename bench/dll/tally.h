@@ -20,6 +20,7 @@ enum class Kind {
     Sids,
     Contexts,
     ImageLists,
+    Icons,
     Apartments,
     Count
 };

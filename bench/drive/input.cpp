@@ -12,6 +12,29 @@ static bool Fail(std::wstring* error, const std::wstring& reason) {
     return false;
 }
 
+struct ThreadWindows {
+    HWND except;
+    bool usable;
+};
+
+static BOOL CALLBACK FindUsable(HWND window, LPARAM parameter) {
+    auto search = reinterpret_cast<ThreadWindows*>(parameter);
+    search->usable = search->usable || (window != search->except && IsWindowVisible(window) &&
+                                        IsWindowEnabled(window));
+    return !search->usable;
+}
+
+// A modal dialog disables its owner before it is shown, and is shown only after everything that
+// was queued has been handled, painting included.
+static bool ModalIsOnItsWay(HWND root) {
+    if (!IsWindow(root) || !IsWindowVisible(root) || IsWindowEnabled(root))
+        return false;
+    ThreadWindows search = {root, false};
+    EnumThreadWindows(GetWindowThreadProcessId(root, nullptr), FindUsable,
+                      reinterpret_cast<LPARAM>(&search));
+    return !search.usable;
+}
+
 // Painting comes after all input in a thread's queue. So a window is marked for painting, and once
 // the mark is gone the thread has handled what was queued before.
 bool WaitIdle(HWND window, std::wstring* error) {
@@ -25,7 +48,8 @@ bool WaitIdle(HWND window, std::wstring* error) {
     DWORD_PTR result = 0;
     if (painted)
         SendMessageTimeoutW(root, WM_NULL, 0, 0, SMTO_NORMAL, kHangGuard, &result);
-    return painted || Fail(error, L"the program did not become idle");
+    return (painted && WaitUntil([root] { return !ModalIsOnItsWay(root); })) ||
+           Fail(error, L"the program did not become idle");
 }
 
 static bool Settle(HWND window, bool leave, std::wstring* error) {

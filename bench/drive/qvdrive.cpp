@@ -229,11 +229,20 @@ static bool DoProcesses(Session&, Words& words, Answer* answer) {
     return true;
 }
 
+// The tray programs that have got as far as listening.
+static int CountTrays() {
+    int count = 0;
+    for (HWND window = nullptr;
+         (window = FindWindowExW(nullptr, window, L"QvTrayWindow", L"QvTray")) != nullptr;)
+        count++;
+    return count;
+}
+
 // The tray program that the utility starts outlives it and is nobody's child here.
 static bool DoQuitTray(Session&, Words&, Answer* answer) {
     const UINT message = RegisterWindowMessageW(L"TermQvTray");
     HWND window = nullptr;
-    while ((window = FindWindowExW(nullptr, window, L"QvTrayWindow", nullptr)) != nullptr)
+    while ((window = FindWindowExW(nullptr, window, L"QvTrayWindow", L"QvTray")) != nullptr)
         PostMessageW(window, message, 0, 0);
     return WaitUntil([] { return CountProcesses(L"QvTray.exe") == 0; }) ||
            Refuse(answer, L"a tray program still runs");
@@ -604,6 +613,11 @@ static bool ProcessesAre(Session&, const Words& words, std::wstring* seen) {
     return *seen == words[2];
 }
 
+static bool TraysAre(Session&, const Words& words, std::wstring* seen) {
+    *seen = std::to_wstring(CountTrays());
+    return *seen == words[1];
+}
+
 static const Condition conditions[] = {
     {L"text", 3, TextIs},
     {L"enabled", 1, IsEnabled},
@@ -617,6 +631,7 @@ static const Condition conditions[] = {
     {L"row-unticked", 2, RowIsTicked},
     {L"bench", 2, BenchSays},
     {L"processes", 2, ProcessesAre},
+    {L"trays", 1, TraysAre},
 };
 
 static bool Check(Session& session, Words& words, DWORD guard, Answer* answer) {

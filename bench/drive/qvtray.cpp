@@ -24,7 +24,8 @@ static bool RunsAsTray() {
 }
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, LPWSTR, int) {
-    if (RunsAsTray())
+    const bool tray = RunsAsTray();
+    if (tray)
         quitMessage = RegisterWindowMessageW(L"TermQvTray");
     WNDCLASSW windowClass = {};
     windowClass.lpfnWndProc = TrayWindowProc;
@@ -32,8 +33,8 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, LPWSTR, int) {
     windowClass.lpszClassName = L"QvTrayWindow";
     RegisterClassW(&windowClass);
     // A top-level window, not a message-only one: broadcasts reach only the former.
-    if (CreateWindowExW(0, windowClass.lpszClassName, L"", WS_OVERLAPPED, 0, 0, 0, 0, nullptr,
-                        nullptr, instance, nullptr) == nullptr)
+    if (CreateWindowExW(0, windowClass.lpszClassName, tray ? L"QvTray" : L"", WS_OVERLAPPED, 0, 0,
+                        0, 0, nullptr, nullptr, instance, nullptr) == nullptr)
         return 1;
     MSG message;
     while (GetMessageW(&message, nullptr, 0, 0) > 0)

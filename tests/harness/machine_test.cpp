@@ -25,6 +25,17 @@ unsigned Calls(const std::string& function) {
     return std::stoul(Bench(L"calls " + std::wstring(function.begin(), function.end())));
 }
 
+std::string StillOpen() {
+    std::wstring counts = Bench(L"open");
+    std::istringstream kinds(std::string(counts.begin(), counts.end()));
+    std::string open;
+    for (std::string kind; kinds >> kind;) {
+        if (kind.substr(kind.find('=')) != "=0")
+            open += (open.empty() ? "" : " ") + kind;
+    }
+    return open;
+}
+
 void MachineTest::Load(const std::wstring& name) {
     std::wstring error;
     ASSERT_TRUE(MachineLoad(name, &machine, &error)) << testing::PrintToString(error);

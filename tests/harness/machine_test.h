@@ -39,6 +39,9 @@ std::wstring Bench(const std::wstring& command);
 // What the bench counts for one function.
 unsigned Calls(const std::string& function);
 
+// What the product opened and did not close since Build, "keys=1 sets=1"; empty when there is nothing.
+std::string StillOpen();
+
 // Parses a GUID that must be one.
 GUID Guid(const std::wstring& text);
 
