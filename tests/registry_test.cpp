@@ -27,12 +27,12 @@ class RegistryValues : public MachineTest {
         MachineTest::TearDown();
     }
     void Store(const std::wstring& name, DWORD type, const std::vector<BYTE>& bytes) {
-        ASSERT_EQ(ERROR_SUCCESS, RegSetValueExW(key_, name.c_str(), 0, type, bytes.data(),
-                                                static_cast<DWORD>(bytes.size())));
+        RegistrySet(kScratch, {name, type, bytes});
+        ASSERT_EQ(std::make_pair(type, bytes), Stored(name.c_str()));
     }
     // Type and bytes of what is stored.
     std::pair<DWORD, std::vector<BYTE>> Stored(const wchar_t* name) {
-        std::vector<BYTE> bytes(1024);
+        std::vector<BYTE> bytes(32 * 1024);
         DWORD type = REG_NONE;
         DWORD size = static_cast<DWORD>(bytes.size());
         EXPECT_EQ(ERROR_SUCCESS, RegQueryValueExW(key_, name, nullptr, &type, bytes.data(), &size));
@@ -209,9 +209,12 @@ class NetworkAddress : public RegistryValues {
     }
 };
 
-TEST_F(NetworkAddress, IsStoredWithoutATerminator) {
+TEST_F(NetworkAddress, IsHandedOverWithoutItsTerminator) {
     EXPECT_EQ(TRUE, Write(L"02515600AA01", L"NetworkAddress"));
-    EXPECT_EQ(std::make_pair(DWORD{REG_SZ}, BytesOf(L"02515600AA01")), Stored(L"NetworkAddress"));
+    EXPECT_EQ(DWORD{REG_SZ}, Stored(L"NetworkAddress").first);
+    EXPECT_EQ((std::vector<std::wstring>{
+                  L"value-set ?\\NetworkAddress REG_SZ \"02515600AA01\" 24 bytes"}),
+              Lines(Journal()));
 }
 
 TEST_F(NetworkAddress, ReadsBackAsATerminatedString) {
@@ -226,7 +229,7 @@ TEST_F(NetworkAddress, GoesUnderItsOwnNameWhateverNameIsGiven) {
     for (const wchar_t* name : {L"Other", L"", static_cast<const wchar_t*>(nullptr)}) {
         RegDeleteValueW(key_, L"NetworkAddress");
         ASSERT_TRUE(Write(L"0251", name));
-        EXPECT_EQ(BytesOf(L"0251"), Stored(L"NetworkAddress").second);
+        EXPECT_EQ(L"0251", RegistryText(kScratch, L"NetworkAddress"));
         EXPECT_FALSE(RegistryHas(kScratch, L"Other"));
         EXPECT_FALSE(RegistryHas(kScratch, L""));
     }
@@ -235,7 +238,9 @@ TEST_F(NetworkAddress, GoesUnderItsOwnNameWhateverNameIsGiven) {
 TEST_F(NetworkAddress, ReplacesALongerOneOfAnotherType) {
     Store(L"NetworkAddress", REG_MULTI_SZ, BytesOf(std::wstring(40, L'9')));
     ASSERT_TRUE(Write(L"02", L"NetworkAddress"));
-    EXPECT_EQ(std::make_pair(DWORD{REG_SZ}, BytesOf(L"02")), Stored(L"NetworkAddress"));
+    EXPECT_EQ(DWORD{REG_SZ}, Stored(L"NetworkAddress").first);
+    EXPECT_EQ(L"02", RegistryText(kScratch, L"NetworkAddress"));
+    EXPECT_GE(6u, Stored(L"NetworkAddress").second.size());
 }
 
 TEST_F(NetworkAddress, MayBeEmpty) {

@@ -84,14 +84,11 @@ static std::wstring FullPath(const std::wstring& path) {
     return full;
 }
 
-// A bare name means the file beside this driver.
-static std::wstring ProgramPath(const std::wstring& name) {
-    if (name.find_first_of(L"\\/:") != std::wstring::npos)
-        return FullPath(name);
+static std::wstring OwnFolder() {
     wchar_t own[MAX_PATH] = L"";
     GetModuleFileNameW(nullptr, own, MAX_PATH);
-    const std::wstring folder(own);
-    return folder.substr(0, folder.rfind(L'\\') + 1) + name;
+    const std::wstring path(own);
+    return path.substr(0, path.rfind(L'\\'));
 }
 
 static HWND Control(Session& session, const std::wstring& name, Answer* answer) {
@@ -146,11 +143,11 @@ static bool DoStart(Session& session, Words& words, Answer* answer) {
     options.arguments = TakeSetting(words, L"arguments");
     const std::wstring name = TakeSetting(words, L"as");
     if (!TakeWord(words, L"plain"))
-        options.benchDll = ProgramPath(L"qvbench.dll");
+        options.benchDll = FullPath(L"qvbench.dll");
     if (words.size() != 2)
         return Refuse(answer, L"start EXECUTABLE [plain] [journal=FILE] [commands=...] "
                               L"[arguments=...] [as=NAME]");
-    options.executable = ProgramPath(words[1]);
+    options.executable = FullPath(words[1]);
     if (!options.journal.empty()) {
         options.journal = FullPath(options.journal);
         DeleteFileW(options.journal.c_str()); // the DLL only ever appends
@@ -177,7 +174,7 @@ static bool DoUse(Session& session, Words& words, Answer* answer) {
 static bool DoBeside(Session& session, Words& words, Answer* answer) {
     for (size_t i = 1; i < words.size(); i++) {
         Program program;
-        if (!ProgramStartIdle(ProgramPath(L"QvTray.exe"), words[i], &program, &answer->text))
+        if (!ProgramStartIdle(FullPath(L"QvTray.exe"), words[i], &program, &answer->text))
             return false;
         session.beside.push_back(program);
     }
@@ -212,7 +209,7 @@ static void ShowLines(const std::wstring& text, Answer* answer) {
 }
 
 static bool DoRun(Session&, Words& words, Answer* answer) {
-    std::wstring line = L"\"" + ProgramPath(words[1]) + L"\"";
+    std::wstring line = L"\"" + FullPath(words[1]) + L"\"";
     for (size_t i = 2; i < words.size(); i++)
         line += L" \"" + words[i] + L"\"";
     DWORD code = 0;
@@ -753,8 +750,10 @@ int wmain(int argc, wchar_t** argv) {
         if (wcscmp(argv[i], L"--shots") == 0 && i + 1 < argc)
             session.shots = FullPath(argv[++i]);
         else
-            file = argv[i];
+            file = FullPath(argv[i]);
     }
+    // Scenarios name what was built beside this driver.
+    SetCurrentDirectoryW(OwnFolder().c_str());
     _setmode(_fileno(stdout), _O_BINARY);
     bool clean = false;
     if (file.empty()) {

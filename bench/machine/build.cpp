@@ -370,6 +370,9 @@ void Builder::WriteInfs() const {
 }
 
 void Builder::WriteNetworkConfiguration() const {
+    if (!NetCfgRegister(FindBenchFile(L"qvnetcfg.dll").c_str())) {
+        Fail("qvnetcfg.dll cannot be registered", ERROR_CANTWRITE);
+    }
     if (machine_.defaultComponents) {
         NetCfgDefaults(machine_.protocolInstalled);
     }

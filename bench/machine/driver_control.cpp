@@ -62,8 +62,15 @@ static bool StartDriver(SC_HANDLE service) {
     if (!InstallBinary(service)) {
         return false;
     }
-    if (!StartServiceW(service, 0, nullptr) && GetLastError() != ERROR_SERVICE_ALREADY_RUNNING) {
-        return false;
+    // A prefix that has just booted holds its service database locked for a while.
+    for (int waited = 0; !StartServiceW(service, 0, nullptr); waited += kPollMilliseconds) {
+        if (GetLastError() == ERROR_SERVICE_ALREADY_RUNNING) {
+            break;
+        }
+        if (GetLastError() != ERROR_SERVICE_DATABASE_LOCKED || waited >= kStartMilliseconds) {
+            return false;
+        }
+        Sleep(kPollMilliseconds);
     }
     WaitForState(service, SERVICE_RUNNING);
     return true;

@@ -6,11 +6,6 @@ void BenchSetUp() {
     HMODULE core = GetModuleHandleW(L"qvteamcfg_core.dll");
     ASSERT_NE(core, nullptr);
     ASSERT_TRUE(BenchAttach(core));
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    *(wcsrchr(path, L'\\') + 1) = L'\0';
-    wcscat(path, L"qvnetcfg.dll");
-    ASSERT_TRUE(NetCfgRegister(path));
 }
 
 std::wstring Bench(const std::wstring& command) {
@@ -118,8 +113,11 @@ void RegistrySet(const std::wstring& key, const MachineValue& value) {
     HKEY opened = nullptr;
     ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0,
                                              KEY_ALL_ACCESS, nullptr, &opened, nullptr));
+    // RegSetValueExW adds a terminator of its own accord when it finds one behind the bytes of a string.
+    std::vector<BYTE> guarded = value.data;
+    guarded.insert(guarded.end(), sizeof(wchar_t), 0xee);
     EXPECT_EQ(ERROR_SUCCESS,
-              RegSetValueExW(opened, value.name.c_str(), 0, value.type, value.data.data(),
+              RegSetValueExW(opened, value.name.c_str(), 0, value.type, guarded.data(),
                              static_cast<DWORD>(value.data.size())));
     RegCloseKey(opened);
 }
