@@ -3,6 +3,6 @@
 
 #include <windows.h>
 
-// Opens the sheet of the first ticked adapter, or else of the first ticked team. Nothing happens when
-// neither is ticked. The pages are not available yet; the status box says so.
+// Opens the sheet of the first ticked adapter, or else of the first ticked team. Nothing happens
+// when neither is ticked. The pages are not available yet; the status box says so.
 void ShowPropertiesPage(HWND hDlg);

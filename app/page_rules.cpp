@@ -15,31 +15,32 @@ static const WORD failback[] = {IDC_FAILBACK, 0};
 static const WORD allButActiveBackup[] = {IDC_TX_LOAD_BALANCING, IDC_LACP, 0};
 static const WORD allButLoadBalancing[] = {IDC_ACTIVE_BACKUP, IDC_FAILBACK, IDC_LACP, 0};
 static const WORD allButLacp[] = {IDC_ACTIVE_BACKUP, IDC_FAILBACK, IDC_TX_LOAD_BALANCING, 0};
-static const WORD moveButtons[] = {IDC_MOVE_UP, IDC_MOVE_DOWN, 0};
 
-static const WORD oneTeamOn[] = {IDC_REMOVE_TEAM, IDC_PROPERTIES, 0};
-static const WORD oneTeamOff[] = {IDC_MOVE_UP, IDC_MOVE_DOWN,   IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING,
-                                  IDC_LACP,    IDC_FAILBACK,    IDC_CREATE_TEAM,   0};
-static const WORD noTeamOff[] = {IDC_REMOVE_TEAM, IDC_PROPERTIES, 0};
-static const WORD moreOff[] = {IDC_MOVE_UP, IDC_MOVE_DOWN, IDC_PROPERTIES, 0};
+// What acts on a single row, and what acts on a team.
+static const WORD rowButtons[] = {IDC_MOVE_UP, IDC_MOVE_DOWN, IDC_PROPERTIES, 0};
+static const WORD teamButtons[] = {IDC_REMOVE_TEAM, IDC_PROPERTIES, 0};
 
-static const WORD oneNicOn[] = {IDC_MOVE_UP, IDC_MOVE_DOWN, IDC_PROPERTIES, 0};
+static const WORD oneTeamOff[] = {
+    IDC_MOVE_UP, IDC_MOVE_DOWN, IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING,
+    IDC_LACP,    IDC_FAILBACK,  IDC_CREATE_TEAM,   0};
 static const WORD oneNicOff[] = {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP, IDC_FAILBACK,
                                  IDC_CREATE_TEAM,   IDC_REMOVE_TEAM,       0};
-static const WORD twoNicsOn[] = {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP, IDC_FAILBACK,
-                                 IDC_CREATE_TEAM,   0};
+static const WORD twoNicsOn[] = {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP,
+                                 IDC_FAILBACK,      IDC_CREATE_TEAM,       0};
 // Active Backup is offered only for a team of exactly two.
 static const WORD moreNicsOff[] = {IDC_MOVE_UP,  IDC_MOVE_DOWN,  IDC_ACTIVE_BACKUP,
                                    IDC_FAILBACK, IDC_PROPERTIES, 0};
 
-//                                   enable     disable      untick             tick  others show
-static const PageRule oneTeam =     {oneTeamOn, oneTeamOff,  modeBoxes,         none, TRUE,  TRUE};
-static const PageRule noTeam =      {none,      noTeamOff,   modeBoxes,         none, FALSE, FALSE};
-static const PageRule moreTeams =   {none,      moreOff,     modeBoxes,         none, FALSE, FALSE};
-static const PageRule oneNic =      {oneNicOn,  oneNicOff,   modeBoxes,         none, TRUE,  FALSE};
-static const PageRule twoNics =     {twoNicsOn, moreOff,     none,              none, FALSE, FALSE};
-static const PageRule moreNics =    {none,      moreNicsOff, activeBackupBoxes, none, FALSE, FALSE};
-static const PageRule noNic =       {none,      moreOff,     none,              none, FALSE, FALSE};
+// clang-format off
+//                                  enable       disable      untick             tick  others show
+static const PageRule oneTeam =    {teamButtons, oneTeamOff,  modeBoxes,         none, TRUE,  TRUE};
+static const PageRule noTeam =     {none,        teamButtons, modeBoxes,         none, FALSE, FALSE};
+static const PageRule moreTeams =  {none,        rowButtons,  modeBoxes,         none, FALSE, FALSE};
+static const PageRule oneNic =     {rowButtons,  oneNicOff,   modeBoxes,         none, TRUE,  FALSE};
+static const PageRule twoNics =    {twoNicsOn,   rowButtons,  none,              none, FALSE, FALSE};
+static const PageRule moreNics =   {none,        moreNicsOff, activeBackupBoxes, none, FALSE, FALSE};
+static const PageRule noNic =      {none,        rowButtons,  none,              none, FALSE, FALSE};
+// clang-format on
 
 const PageRule* ListRule(WORD list, int checked, BOOL otherChecked) {
     if (checked == 0 && otherChecked)
@@ -49,6 +50,7 @@ const PageRule* ListRule(WORD list, int checked, BOOL otherChecked) {
     return checked == 0 ? &noNic : checked == 1 ? &oneNic : checked == 2 ? &twoNics : &moreNics;
 }
 
+// clang-format off
 static const struct {
     WORD box;
     BOOL ticked;
@@ -60,6 +62,7 @@ static const struct {
     {IDC_LACP,              TRUE,  {none, none, allButLacp,          none,         FALSE, FALSE}},
     {IDC_FAILBACK,          TRUE,  {none, none, allButActiveBackup,  activeBackup, FALSE, FALSE}},
 };
+// clang-format on
 
 const PageRule* ModeRule(WORD box, BOOL ticked) {
     for (const auto& row : modeRules) {

@@ -3,8 +3,8 @@
 
 #include <windows.h>
 
-// 1 when a second copy of this program runs, else 0; also 0 when the processes cannot be listed. The
-// copy that asks counts itself.
+// 1 when a second copy of this program runs, else 0; also 0 when the processes cannot be listed.
+// The copy that asks counts itself.
 int IsQvTeamCfgRunning(void);
 
 // 1 when the tray program runs, else 0.

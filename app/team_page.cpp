@@ -1,5 +1,5 @@
-// Why: this page is the program's window: it shows what adapters and teams the machine has and starts
-// every change.
+// Why: this page is the program's window: it shows what adapters and teams the machine has and
+// starts every change.
 #include "app/team_page.h"
 
 #include "app/adapter_sheet.h"
@@ -105,10 +105,9 @@ static void ProposeTeamName(HWND hDlg) {
 
 int OnInitDialog(HWND hDlg) {
     static const WORD jobButtons[] = {IDC_CREATE_TEAM, IDC_REMOVE_TEAM, IDC_PROPERTIES, 0};
-    static const WORD choiceControls[] = {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING,
-                                          IDC_LACP,          IDC_FAILBACK,
-                                          IDC_MOVE_UP,       IDC_MOVE_DOWN,
-                                          0};
+    static const WORD choiceControls[] = {
+        IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP, IDC_FAILBACK,
+        IDC_MOVE_UP,       IDC_MOVE_DOWN,         0};
 
     Trace(L"-->OnInitDialog:\n");
     SheetData* ppd = GetSheetData(hDlg);
@@ -268,16 +267,11 @@ static const struct {
     WORD control;
     void (*act)(HWND hDlg, SheetData* ppd, WORD control, WORD code);
 } commands[] = {
-    {IDC_CREATE_TEAM, OnCreateTeam},
-    {IDC_MOVE_UP, OnMove},
-    {IDC_MOVE_DOWN, OnMove},
-    {IDC_REMOVE_TEAM, OnRemoveTeam},
-    {IDC_ACTIVE_BACKUP, OnModeBox},
-    {IDC_TX_LOAD_BALANCING, OnModeBox},
-    {IDC_LACP, OnModeBox},
-    {IDC_FAILBACK, OnModeBox},
-    {IDC_TRAY_ICON, OnTrayIcon},
-    {IDC_PROPERTIES, OnProperties},
+    {IDC_CREATE_TEAM, OnCreateTeam}, {IDC_MOVE_UP, OnMove},
+    {IDC_MOVE_DOWN, OnMove},         {IDC_REMOVE_TEAM, OnRemoveTeam},
+    {IDC_ACTIVE_BACKUP, OnModeBox},  {IDC_TX_LOAD_BALANCING, OnModeBox},
+    {IDC_LACP, OnModeBox},           {IDC_FAILBACK, OnModeBox},
+    {IDC_TRAY_ICON, OnTrayIcon},     {IDC_PROPERTIES, OnProperties},
 };
 
 static void OnCommand(HWND hDlg, SheetData* ppd, WORD code, HWND control) {

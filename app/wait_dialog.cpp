@@ -1,5 +1,6 @@
-// Why: devices take long to install, and the page must neither freeze nor be used meanwhile. The modal
-// dialog is the only mutual exclusion there is: nobody else touches the page while a worker runs.
+// Why: devices take long to install, and the page must neither freeze nor be used meanwhile. The
+// modal dialog is the only mutual exclusion there is: nobody else touches the page while a worker
+// runs.
 #include "app/wait_dialog.h"
 
 #include "app/team_page.h"

@@ -6,11 +6,11 @@
 // Posted to the dialog by the worker when its job is done; the dialog then ends.
 constexpr UINT WM_JOB_DONE = WM_USER + 500;
 
-// Procedure of dialog 1104, opened modally by the team configuration page with the page's window as its
-// parameter. createPending or removePending of the page's SheetData says which job it starts.
+// Procedure of dialog 1104, opened modally by the team configuration page with the page's window as
+// its parameter. createPending or removePending of the page's SheetData says which job it starts.
 INT_PTR CALLBACK QvWaitDialogProc(HWND hWaitDlg, UINT uMsg, WPARAM wParam, LPARAM lParam);
 
-// Thread procedures; the parameter is the page's window. Each runs its job, posts WM_JOB_DONE whatever
-// became of it, and returns 0.
+// Thread procedures; the parameter is the page's window. Each runs its job, posts WM_JOB_DONE
+// whatever became of it, and returns 0.
 DWORD WINAPI CreateTeamThread(LPVOID hPage);
 DWORD WINAPI RemoveTeamThread(LPVOID hPage);

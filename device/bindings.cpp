@@ -1,5 +1,5 @@
-// Why: a team's member must be bound to the teaming protocol alone, and gets its other bindings back
-// when it leaves.
+// Why: a team's member must be bound to the teaming protocol alone, and gets its other bindings
+// back when it leaves.
 #include "device/bindings.h"
 
 #include "device/net_config.h"
@@ -14,8 +14,8 @@ static BOOL LeadsToTeamingProtocol(INetCfgBindingInterface* bindingInterface) {
 
     if (FAILED(bindingInterface->GetUpperComponent(&upper)))
         return FALSE;
-    BOOL leads = SUCCEEDED(upper->GetId(&id)) && id != NULL &&
-                 lstrcmpW(id, PROTOCOL_BINDING_ID) == 0;
+    BOOL leads =
+        SUCCEEDED(upper->GetId(&id)) && id != NULL && lstrcmpW(id, PROTOCOL_BINDING_ID) == 0;
     CoTaskMemFree(id);
     upper->Release();
     return leads;

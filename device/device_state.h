@@ -8,8 +8,8 @@
 // 1 for Windows 5.2, 2 for Windows 6.0, 0 for every other version and when it cannot be found out.
 int GetOsVersionType(void);
 
-// 1 when the state was changed, also when the change waits for a restart of the system; 0 when it was
-// not, the cause in the last error.
+// 1 when the state was changed, also when the change waits for a restart of the system; 0 when it
+// was not, the cause in the last error.
 int DisableDevice(HDEVINFO deviceInfoSet, SP_DEVINFO_DATA* deviceInfoData);
 int EnableDevice(HDEVINFO deviceInfoSet, SP_DEVINFO_DATA* deviceInfoData);
 

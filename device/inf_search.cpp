@@ -1,5 +1,5 @@
-// Why: Windows renames an INF to oem<n>.inf when it takes it in, so the maker's files are known only
-// by what they say.
+// Why: Windows renames an INF to oem<n>.inf when it takes it in, so the maker's files are known
+// only by what they say.
 #include "device/inf_search.h"
 
 #include "device/inf_path.h"

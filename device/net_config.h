@@ -11,7 +11,8 @@
 //   writeLock    the lock is taken whatever it says
 //   client       description shown to others while the lock is held
 //   netCfg       receives the interface, to be given back with HrReleaseINetCfg
-//   lockHolder   may be NULL; receives, with NETCFG_E_NO_WRITE_LOCK, the description of the client that
+//   lockHolder   may be NULL; receives, with NETCFG_E_NO_WRITE_LOCK, the description of the client
+//   that
 //                holds the lock, which the caller releases with CoTaskMemFree; else NULL
 // Waits at most 5 seconds for the lock. On failure nothing stays open.
 HRESULT HrGetINetCfg(BOOL writeLock, LPCWSTR client, INetCfg** netCfg, LPWSTR* lockHolder);

@@ -71,8 +71,8 @@ void WalkNetDevices(HDEVINFO set, DWORD kinds, NetDeviceVisitor visit, void* con
         device.isPhysical = FALSE;
         if (!ClassifyDevice(&device, kinds))
             continue;
-        device.driverKey = SetupDiOpenDevRegKey(set, &device.data, DICS_FLAG_GLOBAL, 0, DIREG_DRV,
-                                                KEY_ALL_ACCESS);
+        device.driverKey =
+            SetupDiOpenDevRegKey(set, &device.data, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_ALL_ACCESS);
         if (device.driverKey == INVALID_HANDLE_VALUE) {
             Trace(L"   WalkNetDevices: OpenDevRegKey failed %d\n", GetLastError());
             continue;

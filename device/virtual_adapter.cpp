@@ -1,5 +1,5 @@
-// Why: a virtual adapter becomes usable only after a fixed sequence of installer calls, and one that
-// cannot be finished must not be left half made.
+// Why: a virtual adapter becomes usable only after a fixed sequence of installer calls, and one
+// that cannot be finished must not be left half made.
 #include "device/virtual_adapter.h"
 
 #include "device/net_devices.h"
@@ -123,8 +123,7 @@ static BOOL IsWindows5(void) {
 // Tries the routes that newdev.dll has, in order. The last error tells about the last route tried.
 static int InstallThrough(HMODULE newdev, LPCWSTR fullInfPath, HDEVINFO set,
                           SP_DEVINFO_DATA* data) {
-    auto diInstallDevice =
-        reinterpret_cast<DiInstallDeviceFn>(FindProc(newdev, "DiInstallDevice"));
+    auto diInstallDevice = reinterpret_cast<DiInstallDeviceFn>(FindProc(newdev, "DiInstallDevice"));
     auto installSelectedDriver =
         reinterpret_cast<InstallSelectedDriverFn>(FindProc(newdev, "InstallSelectedDriver"));
     auto updateDriver =

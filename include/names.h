@@ -4,44 +4,44 @@
 #include <windows.h>
 
 // Teaming protocol driver
-#define PROTOCOL_SERVICE_KEY      L"System\\CurrentControlSet\\Services\\qvteamp"
-#define MEMBER_RECORDS_KEY        PROTOCOL_SERVICE_KEY L"\\Parameters\\Adapters"
-#define PROTOCOL_COMPONENT_ID     L"QV_QVTEAMP"
-#define PROTOCOL_BINDING_ID       L"qv_qvteamp"
+#define PROTOCOL_SERVICE_KEY  L"System\\CurrentControlSet\\Services\\qvteamp"
+#define MEMBER_RECORDS_KEY    PROTOCOL_SERVICE_KEY L"\\Parameters\\Adapters"
+#define PROTOCOL_COMPONENT_ID L"QV_QVTEAMP"
+#define PROTOCOL_BINDING_ID   L"qv_qvteamp"
 
 // Virtual team miniport
-#define MINIPORT_HARDWARE_ID      L"QV_QVTEAMMP"
+#define MINIPORT_HARDWARE_ID L"QV_QVTEAMMP"
 
 // Makers as the driver key and the INF files spell them; the comma belongs to the INF text.
-#define MAKER_NAME                L"Quovane"
-#define MAKER_INF_PROVIDER        L"Quovane Communications Inc.,"
+#define MAKER_NAME         L"Quovane"
+#define MAKER_INF_PROVIDER L"Quovane Communications Inc.,"
 
 // Companion programs
-#define PROGRAM_FILE_NAME         L"QvTeamCfg.exe"
-#define TRAY_FILE_NAME            L"QvTray.exe"
-#define TRAY_STOP_MESSAGE         L"TermQvTray"
+#define PROGRAM_FILE_NAME L"QvTeamCfg.exe"
+#define TRAY_FILE_NAME    L"QvTray.exe"
+#define TRAY_STOP_MESSAGE L"TermQvTray"
 
 // Network connections, one subkey per adapter
 #define NETWORK_CONNECTIONS_KEY                                                                    \
     L"System\\CurrentControlSet\\Control\\Network\\{4D36E972-E325-11CE-BFC1-08002BE10318}"
-#define CONNECTION_SUBKEY         L"Connection"
+#define CONNECTION_SUBKEY L"Connection"
 
 // Values of a member record
-#define VALUE_TEAM_NUMBER         L"TeamNumber"
-#define VALUE_TEAM_BINDING        L"TeamBinding"
-#define VALUE_ORDER               L"Order"
-#define VALUE_VLAN_BINDING        L"VlanBinding"
+#define VALUE_TEAM_NUMBER  L"TeamNumber"
+#define VALUE_TEAM_BINDING L"TeamBinding"
+#define VALUE_ORDER        L"Order"
+#define VALUE_VLAN_BINDING L"VlanBinding"
 
 // Values of an adapter's driver key
-#define VALUE_INSTANCE_ID         L"NetCfgInstanceId"
-#define VALUE_PROVIDER            L"ProviderName"
-#define VALUE_NETWORK_ADDRESS     L"NetworkAddress"
-#define VALUE_CHARACTERISTICS     L"Characteristics"
-#define VALUE_TCP_OFFLOAD         L"TCPOffload"
-#define VALUE_DRIVER_DATE         L"DriverDate"
-#define VALUE_DRIVER_VERSION      L"DriverVersion"
-#define VALUE_VLAN_ID             L"VlanID"
-#define VALUE_VLAN_NAME           L"VlanName"
+#define VALUE_INSTANCE_ID     L"NetCfgInstanceId"
+#define VALUE_PROVIDER        L"ProviderName"
+#define VALUE_NETWORK_ADDRESS L"NetworkAddress"
+#define VALUE_CHARACTERISTICS L"Characteristics"
+#define VALUE_TCP_OFFLOAD     L"TCPOffload"
+#define VALUE_DRIVER_DATE     L"DriverDate"
+#define VALUE_DRIVER_VERSION  L"DriverVersion"
+#define VALUE_VLAN_ID         L"VlanID"
+#define VALUE_VLAN_NAME       L"VlanName"
 
 // Limits, in elements unless the name says otherwise
 constexpr int MAX_TEAMS = 4;

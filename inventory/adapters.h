@@ -10,6 +10,6 @@ enum PopulateMode {
     POPULATE_SHOW_NIC = 3,    // show the physical adapter *pGuid again and restart it
 };
 
-// Returns 1 when the devices could be walked, also when none matched; 0 when hDlg has no state record
-// or the device list cannot be opened. Devices that cannot be read are left out.
+// Returns 1 when the devices could be walked, also when none matched; 0 when hDlg has no state
+// record or the device list cannot be opened. Devices that cannot be read are left out.
 int PopulateGuids(HWND hDlg, int mode, const GUID* pGuid);

@@ -3,7 +3,8 @@
 
 #include <windows.h>
 
-// "\Device\" + name, the kernel object name that the teaming protocol driver expects in its records.
+// "\Device\" + name, the kernel object name that the teaming protocol driver expects in its
+// records.
 //   adapterName  a braced GUID, taken as it is
 // Returns a new string that the caller releases with free(), NULL when memory runs out.
 LPWSTR AddDevicePrefix(LPCWSTR adapterName);

@@ -46,8 +46,8 @@ BOOL ReadDwordFromRegistry(HKEY key, LPCWSTR valueName, DWORD* value) {
     DWORD cbValue = sizeof(dwValue);
 
     Trace(L"-->ReadDwordFromRegistry: %s\n", valueName);
-    LONG lResult = RegQueryValueExW(key, valueName, NULL, NULL, reinterpret_cast<LPBYTE>(&dwValue),
-                                    &cbValue);
+    LONG lResult =
+        RegQueryValueExW(key, valueName, NULL, NULL, reinterpret_cast<LPBYTE>(&dwValue), &cbValue);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"<--ReadDwordFromRegistry: not read %d\n", lResult);
         return FALSE;

@@ -15,8 +15,8 @@ int ReadStringFromRegistry(HKEY key, LPCWSTR valueName, LPWSTR* value);
 //   cbValue   may be NULL; receives the size of the value as stored, in bytes
 LONG QueryTextValue(HKEY key, LPCWSTR valueName, size_t cchSpare, LPWSTR* value, DWORD* cbValue);
 
-// Reads a value of at most 4 bytes; a shorter one leaves the upper bytes 0. The type is not checked.
-// On failure *value stays as it was.
+// Reads a value of at most 4 bytes; a shorter one leaves the upper bytes 0. The type is not
+// checked. On failure *value stays as it was.
 BOOL ReadDwordFromRegistry(HKEY key, LPCWSTR valueName, DWORD* value);
 
 // Writes a REG_DWORD. Returns the Win32 status.

@@ -1,5 +1,5 @@
-// Why: the program keeps nothing between runs; what teams exist is what the teaming protocol driver's
-// own records say.
+// Why: the program keeps nothing between runs; what teams exist is what the teaming protocol
+// driver's own records say.
 #include "inventory/team_list.h"
 
 #include "include/names.h"
@@ -13,7 +13,8 @@
 #include <commctrl.h>
 #include <stdlib.h>
 
-// Rows that are in the list view now; a shorter list leaves stale rows of an earlier walk behind it.
+// Rows that are in the list view now; a shorter list leaves stale rows of an earlier walk behind
+// it.
 static int ListedTeamRows(HWND hDlg) {
     LRESULT count = SendMessageW(GetDlgItem(hDlg, IDC_TEAM_LIST), LVM_GETITEMCOUNT, 0, 0);
     return count < MAX_TEAMS ? static_cast<int>(count) : MAX_TEAMS;
@@ -90,8 +91,8 @@ int PopulateTeamList(HWND hDlg) {
         Trace(L"<--PopulateTeamList: no state record\n");
         return 0;
     }
-    LONG lResult = RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS,
-                                 &records);
+    LONG lResult =
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS, &records);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"<--PopulateTeamList: no records %d\n", lResult);
         return 1;

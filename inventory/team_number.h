@@ -1,5 +1,5 @@
-// The packed team descriptor of a member record: bits 0-3 the slot, 4-7 the member count, 8-11 the mode
-// flags. No system calls.
+// The packed team descriptor of a member record: bits 0-3 the slot, 4-7 the member count, 8-11 the
+// mode flags. No system calls.
 #pragma once
 
 #include <windows.h>
@@ -15,6 +15,7 @@ constexpr DWORD MODE_FAILBACK = 8;
 DWORD PackTeamNumber(DWORD mode, DWORD members, DWORD slot);
 DWORD TeamModeOf(DWORD teamNumber);
 
-// The smallest of the slots 0 .. numTeams-1 that no team in use has, or numTeams when all are taken.
+// The smallest of the slots 0 .. numTeams-1 that no team in use has, or numTeams when all are
+// taken.
 //   teams  MAX_TEAMS rows
 DWORD ChooseTeamSlot(const TeamEntry* teams, int numTeams);

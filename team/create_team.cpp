@@ -1,5 +1,5 @@
-// Why: the order of the checks is fixed, because it decides which message the administrator sees, and
-// nothing on the machine is changed before the last of them.
+// Why: the order of the checks is fixed, because it decides which message the administrator sees,
+// and nothing on the machine is changed before the last of them.
 #include "team/create_team.h"
 
 #include "app/team_page.h"
@@ -32,8 +32,7 @@ static const WCHAR TEXT_TOO_MANY_TEAMS[] = L"Could not create Team\r\n"
                                            L"You have reached MAX TEAM limit (=4)";
 static const WCHAR TEXT_FOREIGN_NIC[] = L"The Nics selected is not from Quovane\r\n"
                                         L"Please select Quovane Nics to team";
-static const WCHAR TEXT_NAME_IN_USE[] =
-    L"This team name is already in use. Try another name.\r\n";
+static const WCHAR TEXT_NAME_IN_USE[] = L"This team name is already in use. Try another name.\r\n";
 static const WCHAR TEXT_NAME_INVALID[] = L"Team name not valid. Try another name              \r\n";
 static const WCHAR TEXT_NOT_OPENED[] = L"Could not open device for Validating NIC \r\n"
                                        L"Properties. Enable all NICs and try configuring\r\n"
@@ -67,7 +66,7 @@ struct NewTeam {
     HWND hDlg;
     SheetData* ppd;
     TeamEntry* entry;
-    int chosen;             // adapters ticked, 2..8
+    int chosen; // adapters ticked, 2..8
     WCHAR infPath[PATH_CCH];
     WCHAR name[NAME_CCH]; // as typed, then as the system reports it
 };
@@ -204,7 +203,8 @@ static LPCWSTR NumberTeam(NewTeam* team) {
                : TEXT_NUMBER_NOT_WRITTEN;
 }
 
-// Reports by itself: the text carries the error of the installation, which clean-up must not overwrite.
+// Reports by itself: the text carries the error of the installation, which clean-up must not
+// overwrite.
 static LPCWSTR InstallTeamAdapter(NewTeam* team) {
     WCHAR szText[200];
     GUID teamGuid = {};
@@ -233,9 +233,8 @@ static LPCWSTR BindMembers(NewTeam* team) {
 typedef LPCWSTR (*CreationStep)(NewTeam* team);
 
 static const CreationStep steps[] = {
-    CollectNics,       AssembleTeam, ReadTeamName,  ValidateMembers,
-    RefuseOffloadOnXP, ClearVlans,   DetachMembers, NumberTeam,
-    InstallTeamAdapter, BindMembers,
+    CollectNics, AssembleTeam,  ReadTeamName, ValidateMembers,    RefuseOffloadOnXP,
+    ClearVlans,  DetachMembers, NumberTeam,   InstallTeamAdapter, BindMembers,
 };
 
 int CreateTeam(HWND hDlg) {
@@ -252,7 +251,7 @@ int CreateTeam(HWND hDlg) {
         return Fail(hDlg, TEXT_NOT_ADMIN);
     if (GetMiniportInf(hDlg, team.infPath) <= 0)
         return Fail(hDlg, TEXT_NO_INF);
-    for (CreationStep step : steps) {
+    for (const CreationStep& step : steps) {
         LPCWSTR text = step(&team);
         if (text == NO_TEXT) {
             Trace(L"<--CreateTeam: stopped\n");

@@ -1,4 +1,5 @@
-// Why: all members of a team send with one address, and the administrator sees the team instead of them.
+// Why: all members of a team send with one address, and the administrator sees the team instead of
+// them.
 #include "team/member_adapters.h"
 
 #include "device/device_state.h"
@@ -14,7 +15,8 @@
 constexpr DWORD ADDRESS_WAIT_MS = 10000;
 constexpr DWORD FRIENDLY_NAME_CB = MEMBER_FRIENDLY_CCH * sizeof(WCHAR);
 
-// The address that the team adapter's driver publishes, or NULL; the caller releases it with free().
+// The address that the team adapter's driver publishes, or NULL; the caller releases it with
+// free().
 static LPWSTR WaitForTeamAddress(HKEY driverKey) {
     LPWSTR lpTeamAddress = NULL;
 

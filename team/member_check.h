@@ -1,5 +1,5 @@
-// The one question that enumeration asks the member records. This header is a door that leads upwards:
-// enumeration lies below the team rooms and must leave team members out of its list.
+// The one question that enumeration asks the member records. This header is a door that leads
+// upwards: enumeration lies below the team rooms and must leave team members out of its list.
 #pragma once
 
 #include <windows.h>

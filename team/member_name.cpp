@@ -1,4 +1,5 @@
-// Why: a name that is prefixed when a team is made must come back letter by letter when it is dissolved.
+// Why: a name that is prefixed when a team is made must come back letter by letter when it is
+// dissolved.
 #include "team/member_name.h"
 
 #include <strsafe.h>

@@ -87,9 +87,8 @@ static BOOL IsOtherThanWindowsXP(void) {
     OSVERSIONINFOW version = {};
 
     version.dwOSVersionInfoSize = sizeof(version);
-    return GetVersionExW(&version) &&
-           !(version.dwPlatformId == VER_PLATFORM_WIN32_NT && version.dwMajorVersion == 5 &&
-             version.dwMinorVersion == 1);
+    return GetVersionExW(&version) && !(version.dwPlatformId == VER_PLATFORM_WIN32_NT &&
+                                        version.dwMajorVersion == 5 && version.dwMinorVersion == 1);
 }
 
 BOOL IsWinXPAndOffload(HWND hDlg) {

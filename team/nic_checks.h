@@ -3,11 +3,12 @@
 
 #include "include/records.h"
 
-// TRUE when the adapter's driver key names the maker, exactly. An adapter that is not present, or without
-// a provider, is not the maker's.
+// TRUE when the adapter's driver key names the maker, exactly. An adapter that is not present, or
+// without a provider, is not the maker's.
 BOOL IsQuovaneNic(const AdapterEntry* nic);
 
-// Results of ValidateNICs. The last two are kept for drivers that can tell; nobody gives them today.
+// Results of ValidateNICs. The last two are kept for drivers that can tell; nobody gives them
+// today.
 constexpr int NICS_VALID = 0;
 constexpr int NICS_NOT_OPENED = 1;
 constexpr int NICS_MTU_DIFFERS = 2;
@@ -17,7 +18,7 @@ constexpr int NICS_CABLE_UNPLUGGED = 3;
 //   hDlg  the team configuration page
 int ValidateNICs(HWND hDlg, const TeamEntry* team);
 
-// TRUE when the system is Windows 5.1, or its version is unknown, and any present adapter of the maker
-// has its TCP connection offload switched on.
+// TRUE when the system is Windows 5.1, or its version is unknown, and any present adapter of the
+// maker has its TCP connection offload switched on.
 //   hDlg  parent window of the device list
 BOOL IsWinXPAndOffload(HWND hDlg);

@@ -1,5 +1,5 @@
-// Why: the page's button and the worker behind it exist already; the operation is still to come, and the
-// administrator is told so.
+// Why: the page's button and the worker behind it exist already; the operation is still to come,
+// and the administrator is told so.
 #include "team/remove_team.h"
 
 #include "app/team_page.h"

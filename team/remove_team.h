@@ -6,5 +6,6 @@
 // Results of RemoveTeam.
 constexpr int REMOVE_NOT_ATTEMPTED = 2;
 
-// Not available yet: says so in the page's status box, changes nothing and returns REMOVE_NOT_ATTEMPTED.
+// Not available yet: says so in the page's status box, changes nothing and returns
+// REMOVE_NOT_ATTEMPTED.
 int RemoveTeam(HWND hDlg);

@@ -1,4 +1,5 @@
-// Why: a VLAN is both a record and a device, and the driver must lose the record before its device goes.
+// Why: a VLAN is both a record and a device, and the driver must lose the record before its device
+// goes.
 #include "vlan/vlan_adapter.h"
 
 #include "device/device_state.h"

@@ -5,12 +5,13 @@
 
 // Copies every string of a multi-string but those that equal `entry` in any letter case.
 //   list   ends with two NUL characters
-//   kept   receives the copies, each with its NUL; room for as many characters as list has, and zeroed
+//   kept   receives the copies, each with its NUL; room for as many characters as list has, and
+//   zeroed
 // Returns the number of characters written, NULs included.
 size_t CopyOtherEntries(LPCWSTR list, LPCWSTR entry, LPWSTR kept);
 
-// The braced GUID at the end of an entry, inside it, or NULL for one that names no device: without '\' or
-// with nothing behind it.
+// The braced GUID at the end of an entry, inside it, or NULL for one that names no device: without
+// '\' or with nothing behind it.
 LPCWSTR BindingGuidText(LPCWSTR entry);
 
 // The first entry whose GUID text begins the given instance id, or NULL. Returns its GUID text.

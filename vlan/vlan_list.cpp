@@ -21,8 +21,8 @@ static void AppendVlan(HKEY driverKey, LPCWSTR guidText, VlanList* list) {
     WORD row = list->numVlans;
 
     if (ReadDwordFromRegistry(driverKey, VALUE_VLAN_ID, &vlanId)) {
-        // The driver's id is 4 bytes wide. The upper half of the last row's falls on the first name,
-        // which then shows as empty; kept, as lists have always shown it.
+        // The driver's id is 4 bytes wide. The upper half of the last row's falls on the first
+        // name, which then shows as empty; kept, as lists have always shown it.
         if (row == MAX_VLANS - 1)
             list->vlanNames[0][0] = HIWORD(vlanId);
     }

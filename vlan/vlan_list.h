@@ -3,12 +3,12 @@
 
 #include "include/records.h"
 
-// Fills the list with the VLANs of a physical adapter. FALSE, with an empty list, when the adapter has
-// no record; TRUE otherwise, also when it has no VLANs.
+// Fills the list with the VLANs of a physical adapter. FALSE, with an empty list, when the adapter
+// has no record; TRUE otherwise, also when it has no VLANs.
 BOOL GetVlanListForNic(const GUID* adapterGuid, VlanList* list);
 
-// Fills the list with the present VLAN adapters that a VlanBinding names, in device enumeration order.
-// An adapter without VlanName is left out; the list ends at MAX_VLANS.
+// Fills the list with the present VLAN adapters that a VlanBinding names, in device enumeration
+// order. An adapter without VlanName is left out; the list ends at MAX_VLANS.
 //   binding  ends with two NUL characters
 // FALSE, with an empty list, when the devices cannot be listed.
 BOOL GetVlanIdForDevices(LPCWSTR binding, VlanList* list);

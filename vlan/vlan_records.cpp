@@ -9,8 +9,8 @@
 
 #include <stdlib.h>
 
-// Behind the entries that a removal keeps stand the list's closing NUL and one spare NUL: the driver
-// expects both.
+// Behind the entries that a removal keeps stand the list's closing NUL and one spare NUL: the
+// driver expects both.
 constexpr DWORD LIST_END_CB = 2 * sizeof(WCHAR);
 
 // Room behind a stored list: a NUL for a last entry that lacks one, and the list's end.
@@ -70,8 +70,8 @@ LONG RemoveFromVlanBinding(HKEY record, LPCWSTR deviceName) {
     }
     size_t cchList = (static_cast<size_t>(cbList) + 1) / sizeof(WCHAR);
     LPWSTR kept = static_cast<LPWSTR>(calloc(cchList + LIST_SPARE_CCH, sizeof(WCHAR)));
-    lResult = kept != NULL ? WriteOtherEntries(record, deviceName, list, kept)
-                           : ERROR_NOT_ENOUGH_MEMORY;
+    lResult =
+        kept != NULL ? WriteOtherEntries(record, deviceName, list, kept) : ERROR_NOT_ENOUGH_MEMORY;
     free(kept);
     free(list);
     Trace(L"<--RemoveFromVlanBinding: %d\n", lResult);
@@ -143,8 +143,8 @@ LONG AddRemoveVlanInfoNic(const GUID* hostGuid, const GUID* vlanGuid, DWORD team
 }
 
 // Changes one record when it belongs to the team. Returns what it met.
-static LONG ChangeMemberRecord(HKEY records, LPCWSTR name, const GUID* teamGuid,
-                               LPCWSTR deviceName, BOOL remove) {
+static LONG ChangeMemberRecord(HKEY records, LPCWSTR name, const GUID* teamGuid, LPCWSTR deviceName,
+                               BOOL remove) {
     HKEY record;
     LPWSTR binding = NULL;
     GUID guid;
@@ -176,8 +176,8 @@ LONG AddRemoveVlanInfoTeam(const GUID* teamGuid, const GUID* vlanGuid, BOOL remo
         Trace(L"<--AddRemoveVlanInfoTeam: Not Enough Memory%d\n", ERROR_NOT_ENOUGH_MEMORY);
         return ERROR_NOT_ENOUGH_MEMORY;
     }
-    LONG lResult = RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS,
-                                 &records);
+    LONG lResult =
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS, &records);
     if (lResult == ERROR_SUCCESS) {
         // The last record decides, also one that is in no team and so has no TeamBinding: callers
         // take that for a failure of the whole step.
