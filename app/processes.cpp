@@ -12,14 +12,14 @@ constexpr DWORD MAX_PROCESSES = 1024;
 
 static BOOL ProcessHasName(DWORD processId, LPCWSTR name) {
     WCHAR szName[NAME_CCH] = L"<unknown>";
-    HMODULE module;
+    HMODULE first[1];
     DWORD cbNeeded;
 
     HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
     if (process == NULL)
         return FALSE;
-    if (EnumProcessModules(process, &module, sizeof(module), &cbNeeded))
-        GetModuleBaseNameW(process, module, szName, ARRAYSIZE(szName));
+    if (EnumProcessModules(process, first, sizeof(first), &cbNeeded))
+        GetModuleBaseNameW(process, first[0], szName, ARRAYSIZE(szName));
     CloseHandle(process);
     return lstrcmpiW(szName, name) == 0;
 }

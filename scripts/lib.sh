@@ -39,6 +39,13 @@ need_bench() {
   install_missing
 }
 
+need_lint() {
+  need clang-format clang-format
+  need clang-tidy clang-tidy
+  need cppcheck cppcheck
+  install_missing
+}
+
 # bench_up [DISPLAY]: a display of our own (or the caller's, when given) and a Wine prefix under build/.
 bench_up() {
   trap bench_down EXIT

@@ -51,7 +51,8 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //                                          gives; without TEXT the real one
 //   message-box IDOK|IDCANCEL|... [all]    answers the next (all: every) message box unseen
 //   message-box real                       shows them again
-//   journal PATH / journal-clear / journal-text
+//   trace 0|1                              a debug build's trace lines go into the journal
+//   ("trace") journal PATH / journal-clear / journal-text
 QV_BENCH_API int WINAPI BenchCommand(const wchar_t* command, wchar_t* reply, int cchReply);
 
 // The whole journal. Returns the characters it needs including the terminator; copies only when

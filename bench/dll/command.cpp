@@ -149,6 +149,13 @@ bool MessageBoxAnswer(const Words& words, std::wstring* reply) {
     return true;
 }
 
+bool Trace(const Words& words, std::wstring* reply) {
+    if (words.Count() != 2 || (words[1] != L"0" && words[1] != L"1"))
+        return Refuse(reply, L"trace 0|1");
+    JournalTrace(words[1] == L"1");
+    return true;
+}
+
 bool JournalFile(const Words& words, std::wstring* reply) {
     if (!JournalInto(words.rest))
         return Refuse(reply, L"the file cannot be opened");
@@ -191,6 +198,7 @@ const std::map<std::wstring, Handler>& Handlers() {
         {L"version", SetVersion},
         {L"answer", Answer},
         {L"message-box", MessageBoxAnswer},
+        {L"trace", Trace},
         {L"journal", JournalFile},
         {L"journal-clear", Run<ClearJournal>},
         {L"journal-text", Tell<JournalText>},

@@ -1,6 +1,7 @@
 #include "pipe.h"
 
 #include <windows.h>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,7 @@ std::vector<char> Encode(const std::wstring& text, bool utf16) {
 
 std::vector<char> Reply(const std::vector<char>& message) {
     std::wstring command = Decode(message);
-    command = command.substr(0, command.find(L'\0'));
+    command.resize(std::min(command.size(), command.find(L'\0')));
     std::wstring text;
     std::wstring reply = RunCommand(command, &text) ? L"ok" : L"error";
     if (!text.empty())

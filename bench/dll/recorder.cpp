@@ -32,6 +32,7 @@ const Button kButtons[] = {
 SRWLOCK g_lock = SRWLOCK_INIT;
 std::deque<int>& g_answers = *new std::deque<int>;
 int g_everyAnswer;
+volatile bool g_journalTrace;
 std::map<UINT, std::wstring>& g_messages = *new std::map<UINT, std::wstring>;
 std::map<HWND, std::wstring>& g_dialogs = *new std::map<HWND, std::wstring>;
 
@@ -63,6 +64,10 @@ void* Apartment() {
 }
 
 } // namespace
+
+void JournalTrace(bool on) {
+    g_journalTrace = on;
+}
 
 bool AnswerMessageBox(const wchar_t* button, bool always) {
     Guard guard(&g_lock);
@@ -174,6 +179,14 @@ BOOL WINAPI DestroyWindow(HWND window) {
     }
     Journal(L"dialog-close", name);
     return TRUE;
+}
+
+void WINAPI OutputDebugStringW(LPCWSTR text) {
+    if (g_journalTrace) {
+        std::wstring line = text;
+        Journal(L"trace", line.substr(0, line.find_last_not_of(L"\r\n") + 1));
+    }
+    ::OutputDebugStringW(text);
 }
 
 int WINAPI MessageBoxW(HWND parent, LPCWSTR text, LPCWSTR caption, UINT type) {

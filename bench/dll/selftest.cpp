@@ -200,7 +200,9 @@ void TestCalls() {
     CHECK(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", 0, KEY_READ, &key) == 14 && !key);
 
     Command(L"fault malloc 1 8");
-    CHECK(malloc(16) == nullptr);
+    void* refused = malloc(16);
+    CHECK(refused == nullptr);
+    free(refused);
 
     SetLastError(0xdeadbeef);
     CHECK(RegisterWindowMessageW(L"TermQvTray") != 0 && GetLastError() == 0xdeadbeef);

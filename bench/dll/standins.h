@@ -14,6 +14,9 @@ namespace bench {
 // back. False for another name.
 bool SetDirectoryAnswer(const char* name, const wchar_t* text);
 
+// Whether the trace of a debug build goes into the journal, beside what it always does.
+void JournalTrace(bool on);
+
 // The answers given to message boxes instead of showing them. False for an unknown button.
 bool AnswerMessageBox(const wchar_t* button, bool always);
 
@@ -91,6 +94,7 @@ HWND WINAPI CreateDialogParamW(HINSTANCE instance, LPCWSTR dialog, HWND parent, 
 INT_PTR WINAPI DialogBoxParamW(HINSTANCE instance, LPCWSTR dialog, HWND parent, DLGPROC procedure,
                                LPARAM parameter);
 BOOL WINAPI DestroyWindow(HWND window);
+void WINAPI OutputDebugStringW(LPCWSTR text);
 int WINAPI MessageBoxW(HWND parent, LPCWSTR text, LPCWSTR caption, UINT type);
 UINT WINAPI RegisterWindowMessageW(LPCWSTR name);
 int WINAPI ReleaseDC(HWND window, HDC context);
