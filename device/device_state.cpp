@@ -159,7 +159,6 @@ int ShowNIC(HKEY driverKey) {
     LONG lResult = WriteDwordToRegistry(driverKey, VALUE_CHARACTERISTICS,
                                         characteristics & ~CHARACTERISTIC_HIDDEN);
     Trace(L"<--ShowNIC: %d\n", lResult);
-    (void)lResult;
     return 1;
 }
 

@@ -13,18 +13,21 @@ LONG QueryTextValue(HKEY key, LPCWSTR valueName, size_t cchSpare, LPWSTR* value,
 
     *value = NULL;
     LONG lResult = RegQueryValueExW(key, valueName, NULL, NULL, NULL, &cbStored);
-    if (lResult != ERROR_SUCCESS)
+    if (lResult != ERROR_SUCCESS) {
+        Trace(L"   QueryTextValue: no size of %s %d\n", valueName, lResult);
         return lResult;
+    }
 
     // An odd count is rounded up, so that the spare NULs are whole and aligned.
     size_t cchStored = (static_cast<size_t>(cbStored) + 1) / sizeof(WCHAR);
     LPWSTR buffer = static_cast<LPWSTR>(calloc(cchStored + cchSpare, sizeof(WCHAR)));
     if (buffer == NULL)
-        return ERROR_OUTOFMEMORY;
+        return QUERY_NO_MEMORY;
 
     lResult =
         RegQueryValueExW(key, valueName, NULL, NULL, reinterpret_cast<LPBYTE>(buffer), &cbStored);
     if (lResult != ERROR_SUCCESS) {
+        Trace(L"   QueryTextValue: %s not read %d\n", valueName, lResult);
         free(buffer);
         return lResult;
     }
@@ -94,5 +97,4 @@ void DeleteConnectionKey(LPCWSTR instanceId) {
     Trace(L"   Deleting key %s\n", szPath);
     LONG lResult = RegDeleteKeyW(HKEY_LOCAL_MACHINE, szPath);
     Trace(L"<--DeleteConnectionKey: %d\n", lResult);
-    (void)lResult;
 }

@@ -10,7 +10,10 @@
 // Returns 1 on success, 0 when the value is missing, unreadable or memory runs out.
 int ReadStringFromRegistry(HKEY key, LPCWSTR valueName, LPWSTR* value);
 
-// The same with a Win32 status as the result, ERROR_OUTOFMEMORY when the buffer cannot be had.
+// What QueryTextValue gives when the buffer cannot be had; no Win32 status has this value.
+constexpr LONG QUERY_NO_MEMORY = -1;
+
+// The same with a Win32 status, or QUERY_NO_MEMORY, as the result.
 //   cchSpare  NUL characters behind the value: 1 ends a string, 2 a list of strings
 //   cbValue   may be NULL; receives the size of the value as stored, in bytes
 LONG QueryTextValue(HKEY key, LPCWSTR valueName, size_t cchSpare, LPWSTR* value, DWORD* cbValue);
