@@ -1,4 +1,4 @@
-// Why: which adapter the pages show is chosen here, once, before any of them opens.
+// Which adapter the pages show is chosen here, once, before any of them opens.
 #include "app/adapter_sheet.h"
 
 #include "app/team_page.h"

@@ -1,4 +1,4 @@
-// Why: one copy, one state record, one property sheet; everything else is opened from its page.
+// One copy, one state record, one property sheet; everything else is opened from its page.
 #include "app/processes.h"
 #include "app/team_page_dialog.h"
 #include "include/names.h"

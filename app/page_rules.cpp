@@ -1,4 +1,4 @@
-// Why: which button may be pressed when is the page's whole logic, and it reads best as tables.
+// Which button may be pressed when is the page's whole logic, and it reads best as tables.
 #include "app/page_rules.h"
 
 #include "include/resource.h"

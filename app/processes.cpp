@@ -1,4 +1,4 @@
-// Why: one copy at a time may rewire the adapters, and the tray program is started only once.
+// One copy at a time may rewire the adapters, and the tray program is started only once.
 #include "app/processes.h"
 
 #include "include/names.h"
@@ -6,7 +6,6 @@
 
 #include <psapi.h>
 #include <stdlib.h>
-#include <strsafe.h>
 
 constexpr DWORD MAX_PROCESSES = 1024;
 
@@ -16,8 +15,10 @@ static BOOL ProcessHasName(DWORD processId, LPCWSTR name) {
     DWORD cbNeeded;
 
     HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
-    if (process == NULL)
+    if (process == NULL) {
+        Trace(L"   ProcessHasName: %d not opened %d\n", processId, GetLastError());
         return FALSE;
+    }
     if (EnumProcessModules(process, first, sizeof(first), &cbNeeded))
         GetModuleBaseNameW(process, first[0], szName, ARRAYSIZE(szName));
     CloseHandle(process);

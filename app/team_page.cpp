@@ -1,4 +1,4 @@
-// Why: this page is the program's window: it shows what adapters and teams the machine has and
+// This page is the program's window: it shows what adapters and teams the machine has and
 // starts every change.
 #include "app/team_page.h"
 
@@ -32,13 +32,14 @@ static const WCHAR TEXT_NO_PROTOCOL[] = L"Installation of Quovane Teaming Driver
 
 constexpr int COLUMN_WIDTH = 275; // pixels
 constexpr int PROPOSED_NAME_CCH = 256;
+constexpr int COLUMN_TITLE_CCH = 64;
 
 // Notification codes of a button, as the page takes them: a click, an accelerator, a double click.
 constexpr WORD CODE_CLICK = BN_CLICKED;
 constexpr WORD CODE_ACCELERATOR = 1;
 constexpr WORD CODE_DOUBLE_CLICK = BN_DOUBLECLICKED;
 
-BOOL g_firstTime = TRUE; // the columns are set up once per run
+BOOL g_firstTime = TRUE;
 
 void SetStatus(HWND hDlg, LPCWSTR text) {
     Trace(L"-->SetStatus: %s\n", text);
@@ -57,7 +58,7 @@ static void TickControls(HWND hDlg, ControlList controls, BOOL tick) {
 }
 
 static void SetUpList(HWND list, HIMAGELIST images, int column, UINT titleId) {
-    WCHAR szTitle[64] = {};
+    WCHAR szTitle[COLUMN_TITLE_CCH] = {};
     LVCOLUMNW header = {};
 
     LoadStringW(hInstance, titleId, szTitle, ARRAYSIZE(szTitle));
@@ -170,15 +171,28 @@ static void UpdateButtons(HWND hDlg, SheetData* ppd, WORD clicked) {
     Trace(L"<--UpdateButtons:\n");
 }
 
+// The page is rebuilt with the pressed button disabled. Windows would give that button the focus back
+// and leave the keyboard to nobody.
+static void MoveFocusOffDisabled(HWND hDlg, WORD pressed) {
+    if (!IsWindowEnabled(GetDlgItem(hDlg, pressed)))
+        SendMessageW(hDlg, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(hDlg, IDC_NIC_LIST)),
+                     TRUE);
+}
+
 // Opens the wait dialog, which runs the job that is pending.
 static void RunPendingJob(HWND hDlg, SheetData* ppd, DWORD create, DWORD remove) {
     Trace(L"-->RunPendingJob: %d %d\n", create, remove);
     ppd->createPending = create;
     ppd->removePending = remove;
-    DialogBoxParamW(hInstance, MAKEINTRESOURCEW(IDD_WAIT), hDlg, QvWaitDialogProc,
-                    reinterpret_cast<LPARAM>(hDlg));
+    INT_PTR result = DialogBoxParamW(hInstance, MAKEINTRESOURCEW(IDD_WAIT), hDlg, QvWaitDialogProc,
+                                     reinterpret_cast<LPARAM>(hDlg));
+    if (result == -1) {
+        Trace(L"   RunPendingJob: no wait dialog %d\n", GetLastError());
+        SetStatus(hDlg, create ? TEXT_CANNOT_CREATE : TEXT_CANNOT_REMOVE);
+    }
     ppd->createPending = 0;
     ppd->removePending = 0;
+    MoveFocusOffDisabled(hDlg, create ? IDC_CREATE_TEAM : IDC_REMOVE_TEAM);
     Trace(L"<--RunPendingJob:\n");
 }
 

@@ -1,4 +1,4 @@
-// Why: the tray program shows the teams' state all day; this program only switches it on and off.
+// The tray program shows the teams' state all day; this program only switches it on and off.
 #include "app/tray.h"
 
 #include "app/processes.h"
@@ -47,6 +47,6 @@ void StopTrayIcon(void) {
     DWORD recipients = BSM_APPLICATIONS;
 
     Trace(L"-->StopTrayIcon:\n");
-    BroadcastSystemMessageW(BSF_IGNORECURRENTTASK, &recipients, uTermTrayMsg, 0, 0);
-    Trace(L"<--StopTrayIcon:\n");
+    long lResult = BroadcastSystemMessageW(BSF_IGNORECURRENTTASK, &recipients, uTermTrayMsg, 0, 0);
+    Trace(L"<--StopTrayIcon: %d\n", lResult);
 }

@@ -1,4 +1,4 @@
-// Why: devices take long to install, and the page must neither freeze nor be used meanwhile. The
+// Devices take long to install, and the page must neither freeze nor be used meanwhile. The
 // modal dialog is the only mutual exclusion there is: nobody else touches the page while a worker
 // runs.
 #include "app/wait_dialog.h"
@@ -58,9 +58,9 @@ static void OnInitWaitDialog(HWND hWaitDlg, HWND hPage) {
     }
     ppd->hWaitDlg = hWaitDlg;
     if (ppd->createPending == 1 && ppd->removePending == 0)
-        StartWorker(hWaitDlg, hPage, CreateTeamThread, L"Cannot Create Team at this time.");
+        StartWorker(hWaitDlg, hPage, CreateTeamThread, TEXT_CANNOT_CREATE);
     if (ppd->createPending == 0 && ppd->removePending == 1)
-        StartWorker(hWaitDlg, hPage, RemoveTeamThread, L"Cannot Remove Team at this time.");
+        StartWorker(hWaitDlg, hPage, RemoveTeamThread, TEXT_CANNOT_REMOVE);
     Trace(L"<--OnInitWaitDialog:\n");
 }
 

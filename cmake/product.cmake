@@ -46,7 +46,9 @@ set(QV_DEFINITIONS
   _WIN32_WINNT=0x0502 WINVER=0x0502 NTDDI_VERSION=0x05020000 PSAPI_VERSION=1
   $<$<CONFIG:Debug>:QV_TRACE>)
 set(QV_OPTIONS
-  -Wall -Wextra -Werror -Wno-missing-field-initializers
+  -Wall -Wextra -Werror
+  # Records are zeroed with {} and filled by name.
+  -Wno-missing-field-initializers
   -fno-exceptions -fno-rtti
   -ffunction-sections
   $<$<CONFIG:Release>:-Os>)
@@ -65,7 +67,7 @@ target_link_options(QvTeamCfg PRIVATE
 
 if(QV_BENCH)
   add_library(qvteamcfg_core SHARED ${QV_SOURCES} res/QvTeamCfg.rc)
-  set_target_properties(qvteamcfg_core PROPERTIES PREFIX "" WINDOWS_EXPORT_ALL_SYMBOLS ON)
+  set_target_properties(qvteamcfg_core PROPERTIES PREFIX "")
   target_include_directories(qvteamcfg_core PUBLIC ${PROJECT_SOURCE_DIR}
   $<$<COMPILE_LANGUAGE:RC>:${PROJECT_SOURCE_DIR}/include>)
   target_compile_definitions(qvteamcfg_core PRIVATE ${QV_DEFINITIONS})

@@ -1,4 +1,4 @@
-// Why: a team's member must be bound to the teaming protocol alone, and gets its other bindings
+// A team's member must be bound to the teaming protocol alone, and gets its other bindings
 // back when it leaves.
 #include "device/bindings.h"
 
@@ -12,8 +12,11 @@ static BOOL LeadsToTeamingProtocol(INetCfgBindingInterface* bindingInterface) {
     INetCfgComponent* upper = NULL;
     LPWSTR id = NULL;
 
-    if (FAILED(bindingInterface->GetUpperComponent(&upper)))
+    HRESULT hr = bindingInterface->GetUpperComponent(&upper);
+    if (FAILED(hr)) {
+        Trace(L"   LeadsToTeamingProtocol: no upper component 0x%x\n", hr);
         return FALSE;
+    }
     BOOL leads =
         SUCCEEDED(upper->GetId(&id)) && id != NULL && lstrcmpW(id, PROTOCOL_BINDING_ID) == 0;
     CoTaskMemFree(id);
@@ -133,9 +136,9 @@ int EnableProtocolNicBindings(HWND parent, const GUID* guid, int enable, int phy
             SwitchPathsAbove(adapter, enable);
         adapter->Release();
     }
-    netCfg->Apply();
+    hr = netCfg->Apply();
     adapters->Release();
     HrReleaseINetCfg(netCfg, TRUE);
-    Trace(L"<--EnableProtocolNicBindings:\n");
+    Trace(L"<--EnableProtocolNicBindings: 0x%x\n", hr);
     return 1;
 }

@@ -1,4 +1,4 @@
-// Why: members of a team are hidden and restarted so that the teaming protocol takes them over, and
+// Members of a team are hidden and restarted so that the teaming protocol takes them over, and
 // shown and restarted when they leave it.
 #include "device/device_state.h"
 

@@ -9,7 +9,7 @@
 int GetOsVersionType(void);
 
 // 1 when the state was changed, also when the change waits for a restart of the system; 0 when it
-// was not, the cause in the last error.
+// was not, or when the device does not let its state be changed.
 int DisableDevice(HDEVINFO deviceInfoSet, SP_DEVINFO_DATA* deviceInfoData);
 int EnableDevice(HDEVINFO deviceInfoSet, SP_DEVINFO_DATA* deviceInfoData);
 

@@ -1,4 +1,4 @@
-// Why: one file gives the class and interface ids of the platform's headers their storage.
+// One file gives the class and interface ids of the platform's headers their storage.
 #include <windows.h>
 #include <initguid.h>
 #include <devguid.h>

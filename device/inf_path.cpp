@@ -1,4 +1,4 @@
-// Why: the Windows directory is reported with a trailing separator when it is a drive's root, and
+// The Windows directory is reported with a trailing separator when it is a drive's root, and
 // both forms must give one path.
 #include "device/inf_path.h"
 

@@ -6,5 +6,6 @@
 // windowsDirectory + "\Inf\" + fileName with exactly one separator, whether or not the directory
 // ends in '\' or '/'.
 //   path  receives cchPath characters at most, terminated
-// FALSE when the result does not fit or the directory is empty.
+// FALSE when the result does not fit, rather than a path that names another file, or when the
+// directory is empty.
 BOOL FormInfPath(LPWSTR path, size_t cchPath, LPCWSTR windowsDirectory, LPCWSTR fileName);

@@ -1,4 +1,4 @@
-// Why: Windows renames an INF to oem<n>.inf when it takes it in, so the maker's files are known
+// Windows renames an INF to oem<n>.inf when it takes it in, so the maker's files are known
 // only by what they say.
 #include "device/inf_search.h"
 
@@ -18,7 +18,7 @@ struct InfSignature {
     LPCWSTR className;
     LPCWSTR section;
     LPCWSTR key;
-    DWORD cchField; // a longer field is not a match, with its terminator
+    DWORD cchField; // with its terminator; a field that does not fit is no match
     LPCWSTR value;  // exact
 };
 
@@ -67,7 +67,7 @@ static int FindInf(const InfSignature* signature, LPWSTR infPath) {
     UINT cchDirectory = GetSystemWindowsDirectoryW(szDirectory, ARRAYSIZE(szDirectory));
     if (cchDirectory == 0 || cchDirectory > ARRAYSIZE(szDirectory) ||
         !FormInfPath(szPath, ARRAYSIZE(szPath), szDirectory, L"oem*.inf")) {
-        Trace(L"<--FindInf: no Windows directory\n");
+        Trace(L"<--FindInf: no search path\n");
         return 0;
     }
 

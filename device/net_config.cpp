@@ -1,4 +1,4 @@
-// Why: every use of the network configuration needs the same five things in order: COM, the object,
+// Every use of the network configuration needs the same five things in order: COM, the object,
 // the lock, initialisation, and all of them undone.
 #include "device/net_config.h"
 
@@ -81,7 +81,8 @@ static HRESULT ReleaseLock(INetCfg* netCfg) {
 HRESULT HrReleaseINetCfg(INetCfg* netCfg, BOOL hasWriteLock) {
     Trace(L"-->HrReleaseINetCfg:\n");
     HRESULT hr = netCfg->Uninitialize();
-    if (SUCCEEDED(hr) && hasWriteLock)
+    (void)hasWriteLock;
+    if (SUCCEEDED(hr))
         hr = ReleaseLock(netCfg);
     netCfg->Release();
     CoUninitialize();

@@ -1,4 +1,4 @@
-// Why: a device is found for a GUID only by opening the driver key of each network device in turn.
+// A device is found for a GUID only by opening the driver key of each network device in turn.
 // That loop, with its handles and its skips, is written once.
 #include "device/net_devices.h"
 
@@ -96,7 +96,7 @@ static WalkStep VisitAdapter(NetDevice* device, void* context) {
     LPWSTR instanceId = NULL;
 
     if (!ReadStringFromRegistry(device->driverKey, VALUE_INSTANCE_ID, &instanceId)) {
-        Trace(L"   VisitAdapter: ReadStringFromRegistry for GUID failed\n");
+        Trace(L"   VisitAdapter: ReadStringFromRegistry for GUID fialed\n");
         return WALK_NEXT;
     }
     WalkStep step = walk->visit(device, instanceId, walk->context);

@@ -1,4 +1,4 @@
-// Why: a team works only over the teaming protocol, and an administrator who copied the drivers
+// A team works only over the teaming protocol, and an administrator who copied the drivers
 // without running their installer should not have to know that.
 #include "device/protocol.h"
 
@@ -56,8 +56,9 @@ int InstallProtocolDriver(HWND parent) {
         return 1;
     }
     if (!GetProtocolInf(parent, szInfPath)) {
-        // The configuration stays open on purpose: with no driver to install, the write lock keeps
-        // other clients from rebinding the adapters until this program is closed.
+        // The configuration stays open on purpose: while drivers are missing, nobody rebinds the
+        // adapters until this program is closed. Its own next attempt meets the lock too, waits
+        // for it and then goes on to a team job that stops at the bindings.
         Trace(L"<--InstallProtocolDriver: no INF\n");
         return 0;
     }
@@ -65,10 +66,10 @@ int InstallProtocolDriver(HWND parent) {
 
     hr = HrInstallNetComponent(netCfg);
     if (hr == S_OK || hr == NETCFG_S_REBOOT)
-        netCfg->Apply();
+        hr = netCfg->Apply();
     else if (hr != HRESULT_FROM_WIN32(ERROR_CANCELLED))
         Trace(L"   InstallProtocolDriver: not installed 0x%x\n", hr);
     HrReleaseINetCfg(netCfg, TRUE);
-    Trace(L"<--InstallProtocolDriver:\n");
+    Trace(L"<--InstallProtocolDriver: 0x%x\n", hr);
     return 1;
 }

@@ -1,4 +1,4 @@
-// Why: a virtual adapter becomes usable only after a fixed sequence of installer calls, and one
+// A virtual adapter becomes usable only after a fixed sequence of installer calls, and one
 // that cannot be finished must not be left half made.
 #include "device/virtual_adapter.h"
 
@@ -205,7 +205,7 @@ static int FinishAdapter(HDEVINFO set, SP_DEVINFO_DATA* data, LPCWSTR infPath, L
     }
     LONG lResult = QueryTextValue(driverKey, VALUE_INSTANCE_ID, 1, &instanceId, NULL);
     RegCloseKey(driverKey);
-    if (lResult == ERROR_OUTOFMEMORY) {
+    if (lResult == QUERY_NO_MEMORY) {
         // The adapter works; it would be worse to take it away again for want of a few bytes.
         Trace(L"   FinishAdapter: no memory for the instance id\n");
         return INSTALL_OK;

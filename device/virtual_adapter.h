@@ -11,16 +11,16 @@ typedef BOOL(WINAPI* InstallSelectedDriverFn)(HWND parent, HDEVINFO deviceInfoSe
 // What the installation routines give back.
 constexpr int INSTALL_OK = 0;
 constexpr int INSTALL_FAILED = 2;
-constexpr int INSTALL_NO_MEMORY = 3; // answered by team creation, given by nobody today
+constexpr int INSTALL_NO_MEMORY = 3; // reserved; team creation has a text for it
 
 // Creates, installs and names one adapter of the hardware id "QV_QVTEAMMP".
 //   hardwareId    not consulted
 //   infPath       what GetMiniportInf found
-//   friendlyName  at least NAME_CCH characters: in, the name to give (cut to 127 characters); out,
-//   on
-//                 success, the name as the system reports it
+//   friendlyName  at least NAME_CCH characters: in, the name to give (cut to 127 characters);
+//                 out, on success, the name as the system reports it
 //   instanceGuid  receives the new adapter's NetCfgInstanceId
-// Returns INSTALL_OK, or INSTALL_FAILED with the cause in the last error and no device left behind.
+// Returns INSTALL_OK, or INSTALL_FAILED with the cause in the last error; a device that was
+// registered before the failure is removed again.
 // When memory runs out after the installation the device stays, the outputs stay as they were and
 // the result is INSTALL_OK.
 int cmdInstall(LPCWSTR hardwareId, LPCWSTR infPath, LPWSTR friendlyName, GUID* instanceGuid);

@@ -1,4 +1,4 @@
-// Every registry path, value name, device id and limit of the program, each once.
+// The registry paths, value names, device ids and limits that rooms share, each once.
 #pragma once
 
 #include <windows.h>

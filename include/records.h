@@ -1,7 +1,8 @@
-// The records that every room shares. All of them are fixed in size and start zero-filled.
+// The records that every room shares, and how a window gives its state record back. All records are
+// fixed in size and start zero-filled.
 #pragma once
 
-#include "names.h"
+#include "include/names.h"
 
 // The VLANs of one host; row i of the three arrays describes one VLAN.
 struct VlanList {

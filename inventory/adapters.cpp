@@ -1,4 +1,4 @@
-// Why: every other room addresses adapters by the row numbers that this walk hands out.
+// Every other room addresses adapters by the row numbers that this walk hands out.
 #include "inventory/adapters.h"
 
 #include "device/device_state.h"

@@ -1,4 +1,4 @@
-// Why: a team job or a VLAN change that would fail half-way for want of rights is refused before it
+// A team job or a VLAN change that would fail half-way for want of rights is refused before it
 // starts.
 #include "inventory/administrator.h"
 

@@ -1,5 +1,5 @@
-// Whether the user may change the machine. It lies at the bottom because team jobs, the VLAN page
-// and nothing between them ask it.
+// Whether the user may change the machine. It lies at the bottom because the team jobs ask it as
+// well as the VLAN page.
 #pragma once
 
 #include <windows.h>

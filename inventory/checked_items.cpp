@@ -1,4 +1,4 @@
-// Why: the page, the team jobs and the VLAN page all ask the same question of a list view.
+// The page, the team jobs and the VLAN page all ask the same question of a list view.
 #include "inventory/checked_items.h"
 
 #include "inventory/trace.h"

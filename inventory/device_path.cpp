@@ -1,4 +1,4 @@
-// Why: the same adapter is named by its GUID alone, by a kernel object name in the driver's records
+// The same adapter is named by its GUID alone, by a kernel object name in the driver's records
 // and by a Win32 path, and the forms must not be mixed up.
 #include "inventory/device_path.h"
 

@@ -1,4 +1,4 @@
-// Why: every room reads the registry, and what stands there may lack a terminator, have an odd byte
+// Every room reads the registry, and what stands there may lack a terminator, have an odd byte
 // count or change between two calls.
 #include "inventory/registry.h"
 

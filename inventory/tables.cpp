@@ -1,4 +1,4 @@
-// Why: enumeration fills these rows, and every room above addresses adapters by row number.
+// Enumeration fills these rows, and every room above addresses adapters by row number.
 #include "inventory/tables.h"
 
 AdapterEntry g_nics[MAX_NIC_ROWS];

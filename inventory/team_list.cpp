@@ -1,4 +1,4 @@
-// Why: the program keeps nothing between runs; what teams exist is what the teaming protocol
+// The program keeps nothing between runs; what teams exist is what the teaming protocol
 // driver's own records say.
 #include "inventory/team_list.h"
 
@@ -35,6 +35,8 @@ static BOOL ReadTeamGuid(HKEY record, GUID* teamGuid) {
         return FALSE;
     LPCWSTR guidText = TextAfterLastBackslash(binding);
     BOOL known = guidText != NULL && ParseGuid(guidText, teamGuid);
+    if (!known)
+        Trace(L"   ReadTeamGuid: no GUID in %s\n", binding);
     free(binding);
     return known;
 }
@@ -45,6 +47,9 @@ static void AddMember(TeamEntry* team, const GUID* teamGuid, const GUID* nicGuid
     team->inUse = 1;
     team->teamGuid = *teamGuid;
 
+    if (ReadDwordFromRegistry(record, VALUE_TEAM_NUMBER, &team->TeamNumber))
+        team->TeamMode = TeamModeOf(team->TeamNumber);
+
     int member = team->numNics;
     if (member >= MAX_TEAM_NICS) {
         Trace(L"   AddMember: the team is full\n");
@@ -52,8 +57,6 @@ static void AddMember(TeamEntry* team, const GUID* teamGuid, const GUID* nicGuid
     }
     team->nicGuids[member] = *nicGuid;
     team->numNics++;
-    if (ReadDwordFromRegistry(record, VALUE_TEAM_NUMBER, &team->TeamNumber))
-        team->TeamMode = TeamModeOf(team->TeamNumber);
     ReadDwordFromRegistry(record, VALUE_ORDER, &team->order[member]);
 }
 

@@ -1,4 +1,4 @@
-// Why: the page proposes a name and team creation refuses one by the same rule.
+// The page proposes a name and team creation refuses one by the same rule.
 #include "inventory/team_name.h"
 
 #include "inventory/tables.h"

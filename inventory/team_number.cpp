@@ -1,4 +1,4 @@
-// Why: the descriptor is written by team creation and read by enumeration and the team list.
+// The descriptor is written by team creation and read by enumeration and the team list.
 #include "inventory/team_number.h"
 
 constexpr DWORD FIELD_MASK = 0xF;

@@ -1,6 +1,9 @@
 // The one trace routine. A release build drops the call with its arguments and texts, yet still
 // compiles them; a debug build sends each line to the debugger.
 //
+// Every routine that asks or changes the system traces its way; decisions from values to values have
+// nothing to tell that their caller does not.
+//
 //   Trace(L"-->CreateTeam:\n");            entry
 //   Trace(L"   CreateTeam: no rights\n");  a step in between
 //   Trace(L"<--CreateTeam:\n");            exit

@@ -1,4 +1,4 @@
-// Why: the order of the checks is fixed, because it decides which message the administrator sees,
+// The order of the checks is fixed, because it decides which message the administrator sees,
 // and nothing on the machine is changed before the last of them.
 #include "team/create_team.h"
 
@@ -97,6 +97,8 @@ static DWORD ReadMode(HWND hDlg) {
     return mode;
 }
 
+constexpr size_t STATUS_CCH = 200;
+
 // Each of the steps below gives NULL to go on, or the text that ends the operation; NO_TEXT ends it
 // without one.
 static const WCHAR NO_TEXT[] = L"";
@@ -115,6 +117,8 @@ static LPCWSTR CollectNics(NewTeam* team) {
 }
 
 static LPCWSTR AssembleTeam(NewTeam* team) {
+    // Always the row behind the count, also when a team adapter without records has left a gap and
+    // this is a living team's row: rebuilding the page reads it back.
     TeamEntry* entry = &team->ppd->teams[g_numTeams];
 
     team->entry = entry;
@@ -206,7 +210,7 @@ static LPCWSTR NumberTeam(NewTeam* team) {
 // Reports by itself: the text carries the error of the installation, which clean-up must not
 // overwrite.
 static LPCWSTR InstallTeamAdapter(NewTeam* team) {
-    WCHAR szText[200];
+    WCHAR szText[STATUS_CCH];
     GUID teamGuid = {};
 
     int failcode = cmdInstall(MINIPORT_HARDWARE_ID, team->infPath, team->name, &teamGuid);
@@ -252,6 +256,7 @@ int CreateTeam(HWND hDlg) {
     if (GetMiniportInf(hDlg, team.infPath) <= 0)
         return Fail(hDlg, TEXT_NO_INF);
     for (const CreationStep& step : steps) {
+        Trace(L"   CreateTeam: step %d\n", static_cast<int>(&step - steps));
         LPCWSTR text = step(&team);
         if (text == NO_TEXT) {
             Trace(L"<--CreateTeam: stopped\n");

@@ -1,4 +1,4 @@
-// Why: all members of a team send with one address, and the administrator sees the team instead of
+// All members of a team send with one address, and the administrator sees the team instead of
 // them.
 #include "team/member_adapters.h"
 
@@ -28,6 +28,14 @@ static LPWSTR WaitForTeamAddress(HKEY driverKey) {
     return lpTeamAddress;
 }
 
+// A name is stored with all its FRIENDLY_NAME_CB bytes, whatever its length.
+static void WriteFriendlyName(HDEVINFO set, SP_DEVINFO_DATA* data,
+                              const WCHAR (&name)[MEMBER_FRIENDLY_CCH]) {
+    if (!SetupDiSetDeviceRegistryPropertyW(set, data, SPDRP_FRIENDLYNAME,
+                                           reinterpret_cast<const BYTE*>(name), FRIENDLY_NAME_CB))
+        Trace(L"   WriteFriendlyName: %s not written 0x%x\n", name, GetLastError());
+}
+
 static void UpdateMember(HDEVINFO set, const GUID* nicGuid, LPCWSTR teamName,
                          LPWSTR lpTeamAddress) {
     NetDevice nic;
@@ -42,9 +50,7 @@ static void UpdateMember(HDEVINFO set, const GUID* nicGuid, LPCWSTR teamName,
     WriteNetworkAddress(nic.driverKey, VALUE_NETWORK_ADDRESS, &lpTeamAddress);
     ReadDeviceName(set, &nic.data, szOwnName, ARRAYSIZE(szOwnName), FRIENDLY_NAME_CB);
     FormMemberName(szMemberName, teamName, szOwnName);
-    SetupDiSetDeviceRegistryPropertyW(set, &nic.data, SPDRP_FRIENDLYNAME,
-                                      reinterpret_cast<const BYTE*>(szMemberName),
-                                      FRIENDLY_NAME_CB);
+    WriteFriendlyName(set, &nic.data, szMemberName);
     HideNIC(nic.driverKey);
     DisableEnableDevice(set, &nic.data);
     RegCloseKey(nic.driverKey);
@@ -101,9 +107,7 @@ static void RestoreName(HDEVINFO set, SP_DEVINFO_DATA* data, LPCWSTR teamName) {
 
     ReadDeviceName(set, data, szMemberName, ARRAYSIZE(szMemberName), FRIENDLY_NAME_CB);
     if (StripTeamName(szOwnName, teamName, szMemberName))
-        SetupDiSetDeviceRegistryPropertyW(set, data, SPDRP_FRIENDLYNAME,
-                                          reinterpret_cast<const BYTE*>(szOwnName),
-                                          FRIENDLY_NAME_CB);
+        WriteFriendlyName(set, data, szOwnName);
 }
 
 BOOL SetNicFriendlyName(const GUID* teamGuid, const GUID* nicGuid) {

@@ -1,4 +1,4 @@
-// Why: a name that is prefixed when a team is made must come back letter by letter when it is
+// A name that is prefixed when a team is made must come back letter by letter when it is
 // dissolved.
 #include "team/member_name.h"
 

@@ -1,4 +1,4 @@
-// Why: the layout of a member record is known here and to the readers of its values, nowhere else.
+// The layout of a member record is known here and to the readers of its values, nowhere else.
 #include "team/member_records.h"
 
 #include "inventory/device_path.h"
@@ -13,10 +13,13 @@ static void WriteMemberRecord(HKEY record, const TeamEntry* team, int member, BY
                               DWORD teamNumber, LPCWSTR teamDevice) {
     if (flags & WRITE_TEAM_NUMBER)
         WriteDwordToRegistry(record, VALUE_TEAM_NUMBER, teamNumber);
-    if (flags & WRITE_TEAM_BINDING)
-        RegSetValueExW(record, VALUE_TEAM_BINDING, 0, REG_SZ,
-                       reinterpret_cast<const BYTE*>(teamDevice),
-                       static_cast<DWORD>((wcslen(teamDevice) + 1) * sizeof(WCHAR)));
+    if (flags & WRITE_TEAM_BINDING) {
+        LONG lResult = RegSetValueExW(record, VALUE_TEAM_BINDING, 0, REG_SZ,
+                                      reinterpret_cast<const BYTE*>(teamDevice),
+                                      static_cast<DWORD>((wcslen(teamDevice) + 1) * sizeof(WCHAR)));
+        if (lResult != ERROR_SUCCESS)
+            Trace(L"   WriteMemberRecord: no team binding %d\n", lResult);
+    }
     if (flags & WRITE_ORDER)
         WriteDwordToRegistry(record, VALUE_ORDER, team->order[member]);
 }
@@ -74,7 +77,8 @@ BOOL IsNICTeamed(HKEY driverKey) {
     }
     ReadDwordFromRegistry(record, VALUE_TEAM_NUMBER, &teamNumber);
     RegCloseKey(record);
-    // A record without mode bits is that of a VLAN host, which is in no team.
+    // A record without mode bits is that of a VLAN host, which is in no team. A member of a team
+    // without a mode counts the same, on purpose: the page makes no such team.
     BOOL teamed = TeamModeOf(teamNumber) != 0;
     Trace(L"<--IsNICTeamed: %d\n", teamed);
     return teamed;

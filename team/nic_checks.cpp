@@ -1,4 +1,4 @@
-// Why: a team that cannot work is refused with a reason, before its members lose their bindings.
+// A team that cannot work is refused with a reason, before its members lose their bindings.
 #include "team/nic_checks.h"
 
 #include "device/net_devices.h"
@@ -87,8 +87,12 @@ static BOOL IsOtherThanWindowsXP(void) {
     OSVERSIONINFOW version = {};
 
     version.dwOSVersionInfoSize = sizeof(version);
-    return GetVersionExW(&version) && !(version.dwPlatformId == VER_PLATFORM_WIN32_NT &&
-                                        version.dwMajorVersion == 5 && version.dwMinorVersion == 1);
+    if (!GetVersionExW(&version)) {
+        Trace(L"   IsOtherThanWindowsXP: unknown version %d\n", GetLastError());
+        return FALSE;
+    }
+    return version.dwPlatformId != VER_PLATFORM_WIN32_NT || version.dwMajorVersion != 5 ||
+           version.dwMinorVersion != 1;
 }
 
 BOOL IsWinXPAndOffload(HWND hDlg) {

@@ -1,4 +1,4 @@
-// Why: the page's button and the worker behind it exist already; the operation is still to come,
+// The page's button and the worker behind it exist already; the operation is still to come,
 // and the administrator is told so.
 #include "team/remove_team.h"
 

@@ -1,4 +1,4 @@
-// Why: a VLAN is both a record and a device, and the driver must lose the record before its device
+// A VLAN is both a record and a device, and the driver must lose the record before its device
 // goes.
 #include "vlan/vlan_adapter.h"
 
@@ -14,6 +14,7 @@ static BOOL RemoveVlanDevice(const GUID* vlanGuid) {
     WCHAR szGuid[GUID_CCH];
     NetDevice device;
     BOOL removed = FALSE;
+    DWORD dwError = ERROR_NOT_FOUND;
 
     Trace(L"-->RemoveVlanDevice:\n");
     HDEVINFO set = OpenNetDevices(NULL);
@@ -25,9 +26,11 @@ static BOOL RemoveVlanDevice(const GUID* vlanGuid) {
     if (FindNetAdapterByText(set, NET_ANY, szGuid, &device)) {
         DeleteConnectionKey(szGuid);
         removed = RemoveTeamDetails(set, &device.data) == 1;
+        dwError = GetLastError();
         RegCloseKey(device.driverKey);
     }
     SetupDiDestroyDeviceInfoList(set);
+    SetLastError(dwError);
     Trace(L"<--RemoveVlanDevice: %d\n", removed);
     return removed;
 }
@@ -39,6 +42,7 @@ BOOL RemoveVlanFromNic(const GUID* hostGuid, const GUID* vlanGuid, BOOL isTeam) 
     if (lResult != ERROR_SUCCESS) {
         Trace(L"<--RemoveVlanFromNic: failed to remove reg values of the vlan adapter%d\n",
               lResult);
+        SetLastError(lResult);
         return FALSE;
     }
     BOOL removed = RemoveVlanDevice(vlanGuid);

@@ -1,4 +1,4 @@
-// Why: the list is the one thing that binds a VLAN to its host, and it is edited in place.
+// The list is the one thing that binds a VLAN to its host, and it is edited in place.
 #include "vlan/vlan_binding.h"
 
 #include "inventory/device_path.h"

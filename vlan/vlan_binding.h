@@ -5,8 +5,8 @@
 
 // Copies every string of a multi-string but those that equal `entry` in any letter case.
 //   list   ends with two NUL characters
-//   kept   receives the copies, each with its NUL; room for as many characters as list has, and
-//   zeroed
+//   kept   receives the copies, each with its NUL; zeroed, with room for as many characters as
+//          list has
 // Returns the number of characters written, NULs included.
 size_t CopyOtherEntries(LPCWSTR list, LPCWSTR entry, LPWSTR kept);
 

