@@ -4,6 +4,8 @@
 
 namespace drive {
 
+static const DWORD kRunGuard = 120000; // milliseconds for a program that runs to its end
+
 static std::wstring LastErrorText(const wchar_t* step) {
     return std::wstring(step) + L": error " + std::to_wstring(GetLastError());
 }
@@ -137,44 +139,65 @@ bool ProgramStartIdle(const std::wstring& idleExecutable, const std::wstring& na
     return true;
 }
 
-static bool ReadToEnd(HANDLE pipe, std::string* output) {
+// A file, not a pipe: the first program on a desktop starts the desktop's own processes, which take
+// the handles over and would keep a pipe from ever ending.
+static HANDLE CreateOutputFile() {
+    wchar_t folder[MAX_PATH], name[MAX_PATH];
+    GetTempPathW(MAX_PATH, folder);
+    GetTempFileNameW(folder, L"qvo", 0, name);
+    SECURITY_ATTRIBUTES inherit = {sizeof(inherit), nullptr, TRUE};
+    return CreateFileW(
+        name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        &inherit, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+}
+
+static std::string ReadFromStart(HANDLE file) {
+    std::string text;
     char buffer[4096];
     DWORD length = 0;
-    while (ReadFile(pipe, buffer, sizeof(buffer), &length, nullptr) && length > 0)
-        output->append(buffer, length);
-    return true;
+    SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+    while (ReadFile(file, buffer, sizeof(buffer), &length, nullptr) && length > 0)
+        text.append(buffer, length);
+    return text;
+}
+
+static bool RunInto(HANDLE file, const std::wstring& commandLine, DWORD* exitCode,
+                    std::wstring* error) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = file;
+    startup.hStdError = file;
+    PROCESS_INFORMATION info = {};
+    std::wstring line = commandLine;
+    if (!CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                        &info)) {
+        *error = LastErrorText((L"starting " + commandLine).c_str());
+        return false;
+    }
+    CloseHandle(info.hThread);
+    const bool ended = WaitForSingleObject(info.hProcess, kRunGuard) == WAIT_OBJECT_0;
+    if (ended) {
+        GetExitCodeProcess(info.hProcess, exitCode);
+    } else {
+        TerminateProcess(info.hProcess, 1);
+        *error = commandLine + L" did not end";
+    }
+    CloseHandle(info.hProcess);
+    return ended;
 }
 
 bool ProgramRun(const std::wstring& commandLine, DWORD* exitCode, std::string* output,
                 std::wstring* error) {
-    SECURITY_ATTRIBUTES inherit = {sizeof(inherit), nullptr, TRUE};
-    HANDLE readEnd = nullptr, writeEnd = nullptr;
-    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) {
-        *error = LastErrorText(L"CreatePipe");
+    HANDLE file = CreateOutputFile();
+    if (file == INVALID_HANDLE_VALUE) {
+        *error = LastErrorText(L"a file for the output");
         return false;
     }
-    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = writeEnd;
-    startup.hStdError = writeEnd;
-    PROCESS_INFORMATION info = {};
-    std::wstring line = commandLine;
-    bool started = CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                  &startup, &info) != FALSE;
-    if (!started)
-        *error = LastErrorText((L"starting " + commandLine).c_str());
-    CloseHandle(writeEnd);
-    if (started) {
-        ReadToEnd(readEnd, output);
-        WaitForSingleObject(info.hProcess, INFINITE);
-        GetExitCodeProcess(info.hProcess, exitCode);
-        CloseHandle(info.hThread);
-        CloseHandle(info.hProcess);
-    }
-    CloseHandle(readEnd);
-    return started;
+    const bool ended = RunInto(file, commandLine, exitCode, error);
+    *output = ReadFromStart(file);
+    CloseHandle(file);
+    return ended;
 }
 
 bool ProgramWaitEnd(const Program& program, DWORD guard, DWORD* exitCode) {

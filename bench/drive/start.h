@@ -33,7 +33,7 @@ bool ProgramStart(const StartOptions& options, Program* program, std::wstring* e
 bool ProgramStartIdle(const std::wstring& idleExecutable, const std::wstring& name,
                       Program* program, std::wstring* error);
 
-// Runs a console program to its end. *output receives what it wrote, as UTF-8.
+// Runs a console program to its end, at most two minutes. *output receives what it wrote.
 bool ProgramRun(const std::wstring& commandLine, DWORD* exitCode, std::string* output,
                 std::wstring* error);
 
