@@ -9,7 +9,8 @@ source "$(dirname "$0")/lib.sh"
 
 DEMO=$ROOT/build/demo
 
-# run_scenario FILE MACHINE: builds the machine and drives the program through the scenario.
+# run_scenario FILE MACHINE: builds the machine and drives the program through the scenario, on one
+# Wine session: the machine's driver runs only as long as some program does.
 run_scenario() {
   local program
   program=$(winepath -w "$ROOT/build/release/QvTeamCfg.exe")
@@ -45,16 +46,15 @@ fi
 need_toolchain
 need_bench
 build_preset release
-build_preset debug
+build_preset debug --target bench
 rm -rf "$DEMO"
 mkdir -p "$DEMO"
 bench_up "$WINDOW"
 cd "$ROOT/build/debug"
 if [[ -n $WINDOW ]]; then
   [[ -e $MACHINE ]] && MACHINE=$(winepath -w "$MACHINE")
-  timeout 120 wine qvbench.exe build "$MACHINE"
-  printf 'start %s\nwait-exit\n' "$(winepath -w "$ROOT/build/release/QvTeamCfg.exe")" |
-    wine qvdrive.exe --patient
+  printf 'run qvbench.exe build %s\nstart %s\nwait-exit for-good\n' "$MACHINE" \
+    "$(winepath -w "$ROOT/build/release/QvTeamCfg.exe")" | wine qvdrive.exe
 else
   run_scenario "$ROOT/bench/drive/demo.txt" "$MACHINE"
   show_creation

@@ -79,8 +79,8 @@ bench_down() {
   return $status
 }
 
-# build_preset NAME: configures once and builds.
+# build_preset NAME [CMAKE-BUILD-OPTION...]: configures once and builds.
 build_preset() {
   (cd "$ROOT" && { [[ -e build/$1/build.ninja ]] || cmake --preset "$1" >/dev/null; } &&
-    cmake --build --preset "$1")
+    cmake --build --preset "$@")
 }

@@ -188,10 +188,11 @@ static bool DoEnd(Session& session, Words&, Answer*) {
     return true;
 }
 
-static bool DoWaitExit(Session& session, Words&, Answer* answer) {
+static bool DoWaitExit(Session& session, Words& words, Answer* answer) {
     Program* program = CurrentProgram(session);
     DWORD code = 0;
-    if (program == nullptr || !ProgramWaitEnd(*program, kHangGuard, &code))
+    const bool patient = words.size() > 1 && words[1] == L"for-good";
+    if (program == nullptr || !ProgramWaitEnd(*program, patient ? INFINITE : kHangGuard, &code))
         return Refuse(answer, L"the program has not ended");
     ProgramEnd(program);
     session.dialog = nullptr;
@@ -668,7 +669,7 @@ static const Command commands[] = {
     {L"beside", 1, kAny, false, DoBeside},
     {L"run", 1, kAny, false, DoRun},
     {L"end", 0, 0, false, DoEnd},
-    {L"wait-exit", 0, 0, true, DoWaitExit},
+    {L"wait-exit", 0, 1, true, DoWaitExit},
     {L"processes", 1, 1, false, DoProcesses},
     {L"quit-tray", 0, 0, false, DoQuitTray},
     {L"bench", 1, kAny, true, DoBench},
