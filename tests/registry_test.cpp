@@ -151,7 +151,7 @@ TEST_F(RegistryValues, TellTheirStatusAndSizeToThoseWhoAsk) {
     EXPECT_EQ(0xdeadbeef, size);
     Bench(L"fault calloc 1 8");
     value = kPoison;
-    EXPECT_EQ(ERROR_OUTOFMEMORY, QueryTextValue(key_, L"List", 2, &value, &size));
+    EXPECT_EQ(QUERY_NO_MEMORY, QueryTextValue(key_, L"List", 2, &value, &size));
     EXPECT_EQ(nullptr, value);
     Bench(L"fault RegQueryValueExW 2 1018");
     EXPECT_EQ(ERROR_KEY_DELETED, QueryTextValue(key_, L"List", 2, &value, nullptr));

@@ -40,8 +40,8 @@ struct SlotCase {
 };
 
 TEST(TeamSlot, IsTheSmallestThatNoTeamHas) {
-    const SlotCase cases[] = {{{}, 0},        {{0}, 1},       {{1}, 0},       {{0, 1}, 2},
-                              {{0, 2}, 1},    {{2, 3}, 0},    {{1, 0}, 2},    {{0, 1, 2}, 3},
+    const SlotCase cases[] = {{{}, 0},        {{0}, 1},       {{1}, 0},      {{0, 1}, 2},
+                              {{0, 2}, 1},    {{2, 3}, 0},    {{1, 0}, 2},   {{0, 1, 2}, 3},
                               {{0, 1, 3}, 2}, {{3, 1, 0}, 2}, {{1, 2, 3}, 0}};
     for (const SlotCase& c : cases) {
         TeamEntry teams[MAX_TEAMS] = {};

@@ -3,7 +3,8 @@
 #include <sstream>
 
 void BenchSetUp() {
-    HMODULE core = GetModuleHandleW(L"qvteamcfg_core.dll");
+    // A program that calls nothing of the product in its own process has not loaded it.
+    HMODULE core = LoadLibraryW(L"qvteamcfg_core.dll");
     ASSERT_NE(core, nullptr);
     ASSERT_TRUE(BenchAttach(core));
 }
@@ -113,12 +114,12 @@ void RegistrySet(const std::wstring& key, const MachineValue& value) {
     HKEY opened = nullptr;
     ASSERT_EQ(ERROR_SUCCESS, RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0,
                                              KEY_ALL_ACCESS, nullptr, &opened, nullptr));
-    // RegSetValueExW adds a terminator of its own accord when it finds one behind the bytes of a string.
+    // RegSetValueExW adds a terminator of its own accord when it finds one behind the bytes of a
+    // string.
     std::vector<BYTE> guarded = value.data;
     guarded.insert(guarded.end(), sizeof(wchar_t), 0xee);
-    EXPECT_EQ(ERROR_SUCCESS,
-              RegSetValueExW(opened, value.name.c_str(), 0, value.type, guarded.data(),
-                             static_cast<DWORD>(value.data.size())));
+    EXPECT_EQ(ERROR_SUCCESS, RegSetValueExW(opened, value.name.c_str(), 0, value.type,
+                                            guarded.data(), static_cast<DWORD>(value.data.size())));
     RegCloseKey(opened);
 }
 

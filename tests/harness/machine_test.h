@@ -1,5 +1,5 @@
-// A test on a simulated machine, inside the test's own process: the product's code runs from its DLL,
-// whose imports are the bench's.
+// A test on a simulated machine, inside the test's own process: the product's code runs from its
+// DLL, whose imports are the bench's.
 #pragma once
 
 #include "bench.h"
@@ -16,7 +16,7 @@
 void BenchSetUp();
 
 class MachineTest : public testing::Test {
-protected:
+  protected:
     void TearDown() override; // no fault, hold or answer outlives a test
 
     // Loads one of the shipped machines without building it, to be changed first.
@@ -39,7 +39,8 @@ std::wstring Bench(const std::wstring& command);
 // What the bench counts for one function.
 unsigned Calls(const std::string& function);
 
-// What the product opened and did not close since Build, "keys=1 sets=1"; empty when there is nothing.
+// What the product opened and did not close since Build, "keys=1 sets=1"; empty when there is
+// nothing.
 std::string StillOpen();
 
 // Parses a GUID that must be one.

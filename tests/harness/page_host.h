@@ -9,7 +9,7 @@
 #include <vector>
 
 class PageHost {
-public:
+  public:
     // Opens the page; its lists are filled from the machine that stands.
     PageHost();
     ~PageHost();
@@ -41,7 +41,7 @@ public:
     // Takes in all messages that wait.
     static void Pump();
 
-private:
+  private:
     HWND parent_ = nullptr;
     HWND page_ = nullptr;
     SheetData* data_ = nullptr;

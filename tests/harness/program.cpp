@@ -60,9 +60,9 @@ std::wstring RunningProgram::text(const std::wstring& name, int dialog) {
 
 void RunningProgram::waitText(const std::wstring& name, const std::wstring& part, int dialog) {
     HWND window = control(name, dialog);
-    EXPECT_TRUE(drive::WaitUntil(
-        [&] { return drive::TextOf(window).find(part) != std::wstring::npos; }))
-        << testing::PrintToString(drive::TextOf(window));
+    EXPECT_TRUE(drive::WaitUntil([&] {
+        return drive::TextOf(window).find(part) != std::wstring::npos;
+    })) << testing::PrintToString(drive::TextOf(window));
 }
 
 void RunningProgram::click(const std::wstring& name, int dialog) {

@@ -8,13 +8,15 @@
 #include <vector>
 #include <windows.h>
 
-// The executable that the tests are about: QV_PROGRAM in the environment, or the one beside the test.
+// The executable that the tests are about: QV_PROGRAM in the environment, or the one beside the
+// test.
 std::wstring ProgramPath();
 
 class RunningProgram {
-public:
+  public:
     // Starts it on the machine that stands. `commands` are bench commands to run before it begins.
-    explicit RunningProgram(const std::wstring& commands = L"", const std::wstring& executable = L"");
+    explicit RunningProgram(const std::wstring& commands = L"",
+                            const std::wstring& executable = L"");
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
@@ -38,6 +40,6 @@ public:
         return program_;
     }
 
-private:
+  private:
     drive::Program program_;
 };

@@ -1,0 +1,300 @@
+// What the executable carries beside its code: dialogs, texts, icons, version and manifest.
+#include "harness/program_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <commctrl.h>
+#include <algorithm>
+#include <set>
+
+struct Control {
+    DWORD id;
+    std::wstring kind;
+    DWORD style;
+    RECT rect; // dialog units
+    std::wstring text;
+};
+
+struct Dialog {
+    DWORD style = 0;
+    SIZE size = {};
+    std::wstring title;
+    std::vector<Control> controls;
+};
+
+// Reads an extended dialog template.
+class TemplateReader {
+  public:
+    explicit TemplateReader(const Bytes& bytes) : bytes_(bytes) {
+    }
+
+    Dialog read() {
+        Dialog dialog;
+        EXPECT_EQ(0xFFFF0001u, take<DWORD>());
+        take<DWORD>(); // help id
+        take<DWORD>(); // extended style
+        dialog.style = take<DWORD>();
+        WORD count = take<WORD>();
+        take<DWORD>(); // place
+        dialog.size.cx = take<WORD>();
+        dialog.size.cy = take<WORD>();
+        name();
+        name();
+        dialog.title = name();
+        if (dialog.style & DS_SETFONT) {
+            take<WORD>();
+            take<DWORD>();
+            font = name();
+        }
+        for (WORD i = 0; i < count; i++)
+            dialog.controls.push_back(control());
+        return dialog;
+    }
+
+    std::wstring font;
+
+  private:
+    template <typename T> T take() {
+        T value = At<T>(bytes_, at_);
+        at_ += sizeof(T);
+        return value;
+    }
+
+    // A text, or "#number".
+    std::wstring name() {
+        std::wstring text;
+        WORD first = take<WORD>();
+        if (first == 0xFFFF)
+            return L"#" + std::to_wstring(take<WORD>());
+        for (; first != 0; first = take<WORD>())
+            text += static_cast<wchar_t>(first);
+        return text;
+    }
+
+    Control control() {
+        static const wchar_t* const kinds[] = {L"Button",  L"Edit",      L"Static",
+                                               L"ListBox", L"ScrollBar", L"ComboBox"};
+        Control control;
+        at_ = (at_ + 3) & ~static_cast<size_t>(3);
+        take<DWORD>();
+        take<DWORD>();
+        control.style = take<DWORD>();
+        control.rect.left = take<short>();
+        control.rect.top = take<short>();
+        control.rect.right = control.rect.left + take<WORD>();
+        control.rect.bottom = control.rect.top + take<WORD>();
+        control.id = take<DWORD>();
+        control.kind = name();
+        if (control.kind[0] == L'#') {
+            size_t atom = std::stoul(control.kind.substr(1)) - 0x80;
+            EXPECT_LT(atom, std::size(kinds));
+            control.kind = kinds[atom];
+        }
+        control.text = name();
+        at_ += take<WORD>();
+        return control;
+    }
+
+    const Bytes& bytes_;
+    size_t at_ = 0;
+};
+
+static Dialog LoadTemplate(int id, std::wstring* font = nullptr) {
+    Bytes bytes = ProgramResource(RT_DIALOG, id);
+    EXPECT_FALSE(bytes.empty()) << "dialog " << id;
+    if (bytes.empty())
+        return {};
+    TemplateReader reader(bytes);
+    Dialog dialog = reader.read();
+    if (font != nullptr)
+        *font = reader.font;
+    return dialog;
+}
+
+static const Control* Find(const Dialog& dialog, DWORD id) {
+    for (const Control& control : dialog.controls) {
+        if (control.id == id)
+            return &control;
+    }
+    return nullptr;
+}
+
+constexpr DWORD KIND_MASK = 0xF; // a button's or static's kind
+
+TEST(TeamPageTemplate, HasItsControlsWithTheirTexts) {
+    const DWORD check = BS_AUTOCHECKBOX, push = BS_PUSHBUTTON;
+    const struct {
+        DWORD id;
+        const wchar_t* kind;
+        DWORD styleMask;
+        DWORD style;
+        const wchar_t* text;
+    } expected[] = {
+        {1002, L"SysListView32", LVS_TYPEMASK, LVS_REPORT, L""},
+        {1004, L"SysListView32", LVS_TYPEMASK, LVS_REPORT, L""},
+        {1008, L"Edit", ES_READONLY | ES_MULTILINE, 0, L""},
+        {1003, L"Button", KIND_MASK, check, L"Active Backup"},
+        {1006, L"Button", KIND_MASK, check, L"Tx Load Balancing"},
+        {1007, L"Button", KIND_MASK, check, L"802.3ad LACP"},
+        {1010, L"Button", KIND_MASK, check, L"Failback to Active"},
+        {1018, L"Button", KIND_MASK, push, L"Move Up"},
+        {1019, L"Button", KIND_MASK, push, L"Move Down"},
+        {1005, L"Button", KIND_MASK, push, L"Remove"},
+        {1000, L"Button", KIND_MASK, push, L"Create Team"},
+        {1001, L"Button", KIND_MASK, push, L"Properties"},
+        {1011, L"Button", KIND_MASK, check, L"Enable Tray Icon"},
+        {1009, L"Edit", ES_READONLY | ES_MULTILINE, ES_READONLY | ES_MULTILINE, L""},
+    };
+    Dialog page = LoadTemplate(1100);
+    std::set<DWORD> ids;
+    for (const auto& e : expected) {
+        SCOPED_TRACE(e.id);
+        ids.insert(e.id);
+        const Control* control = Find(page, e.id);
+        ASSERT_NE(control, nullptr);
+        EXPECT_EQ(0, _wcsicmp(e.kind, control->kind.c_str()))
+            << testing::PrintToString(control->kind);
+        EXPECT_EQ(e.style, control->style & e.styleMask);
+        EXPECT_EQ(e.text, control->text);
+        EXPECT_TRUE(control->style & WS_VISIBLE);
+        if (e.id != 1009)
+            EXPECT_TRUE(control->style & WS_TABSTOP);
+    }
+    for (const Control& control : page.controls) {
+        if (control.id != 0xFFFF && control.id != static_cast<DWORD>(-1))
+            EXPECT_EQ(1u, ids.count(control.id)) << "control " << control.id << " is not expected";
+    }
+}
+
+TEST(TeamPageTemplate, IsAPageWithTheProgramsIcon) {
+    std::wstring font;
+    Dialog page = LoadTemplate(1100, &font);
+    EXPECT_TRUE(page.style & WS_CHILD);
+    EXPECT_FALSE(page.style & WS_POPUP);
+    EXPECT_EQ(L"MS Shell Dlg", font);
+    EXPECT_TRUE(std::any_of(page.controls.begin(), page.controls.end(), [](const Control& c) {
+        return c.kind == L"Static" && (c.style & KIND_MASK) == SS_ICON && c.text == L"#102";
+    }));
+}
+
+TEST(TeamPageTemplate, ShowsEveryControlWholeAndByItself) {
+    Dialog page = LoadTemplate(1100);
+    const RECT whole = {0, 0, page.size.cx, page.size.cy};
+    for (const Control& one : page.controls) {
+        SCOPED_TRACE("control " + std::to_string(static_cast<int>(one.id)));
+        RECT united;
+        UnionRect(&united, &whole, &one.rect);
+        EXPECT_TRUE(EqualRect(&whole, &united));
+        for (const Control& other : page.controls) {
+            RECT common;
+            bool group = (one.kind == L"Button" && (one.style & KIND_MASK) == BS_GROUPBOX) ||
+                         (other.kind == L"Button" && (other.style & KIND_MASK) == BS_GROUPBOX);
+            if (&one != &other && !group)
+                EXPECT_FALSE(IntersectRect(&common, &one.rect, &other.rect))
+                    << "covers " << static_cast<int>(other.id);
+        }
+    }
+}
+
+TEST(WaitDialogTemplate, HasATextAndAnIconAndNothingToPress) {
+    Dialog wait = LoadTemplate(1104);
+    EXPECT_EQ(L"Quovane Configuration Utility", wait.title);
+    EXPECT_EQ(177, wait.size.cx);
+    EXPECT_EQ(71, wait.size.cy);
+    EXPECT_EQ(static_cast<DWORD>(WS_CAPTION), wait.style & WS_CAPTION);
+    EXPECT_TRUE(wait.style & WS_POPUP);
+    EXPECT_TRUE(wait.style & DS_MODALFRAME);
+    EXPECT_FALSE(wait.style & WS_SYSMENU);
+    ASSERT_EQ(2u, wait.controls.size());
+    const Control* text = Find(wait, 1007);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(L"Static", text->kind);
+    EXPECT_EQ(L"Please wait while the settings are being applied...", text->text);
+    const Control& icon = wait.controls[text == &wait.controls[0] ? 1 : 0];
+    EXPECT_EQ(L"Static", icon.kind);
+    EXPECT_EQ(static_cast<DWORD>(SS_ICON), icon.style & KIND_MASK);
+    EXPECT_EQ(L"#102", icon.text);
+}
+
+TEST(StringTable, HasTheTitles) {
+    const struct {
+        UINT id;
+        const wchar_t* text;
+    } strings[] = {{400, L"Quovane Teaming"}, {401, L"Quovane Configuration Utility"},
+                   {402, L"Statistics"},      {403, L"Properties"},
+                   {404, L"General"},         {405, L"Unassigned Adapters"},
+                   {406, L"Teamed Adapters"}, {407, L"VLAN"}};
+    for (const auto& string : strings) {
+        wchar_t text[100] = {};
+        LoadStringW(ProgramModule(), string.id, text, 100);
+        EXPECT_STREQ(string.text, text) << string.id;
+    }
+}
+
+TEST(Icons, ComeInEverySizeThatWindowsAsksFor) {
+    for (int id : {102, 104}) {
+        SCOPED_TRACE(id);
+        Bytes group = ProgramResource(RT_GROUP_ICON, id);
+        ASSERT_GE(group.size(), 6u);
+        std::set<int> sizes;
+        for (WORD i = 0; i < At<WORD>(group, 4); i++) {
+            size_t entry = 6 + 14u * i;
+            int width = At<BYTE>(group, entry) == 0 ? 256 : At<BYTE>(group, entry);
+            sizes.insert(width);
+            Bytes image = ProgramResource(RT_ICON, At<WORD>(group, entry + 12));
+            EXPECT_EQ(At<DWORD>(group, entry + 8), image.size()) << width;
+            if (width <= 48)
+                EXPECT_EQ(40u, At<DWORD>(image, 0))
+                    << "no bitmap, which XP could not show: " << width;
+        }
+        EXPECT_THAT(sizes, testing::IsSupersetOf({16, 32, 48, 256}));
+        for (int width : {16, 32, 48}) {
+            HANDLE icon =
+                LoadImageW(ProgramModule(), MAKEINTRESOURCEW(id), IMAGE_ICON, width, width, 0);
+            EXPECT_NE(icon, nullptr) << width;
+            DestroyIcon(static_cast<HICON>(icon));
+        }
+    }
+}
+
+static std::wstring VersionText(const Bytes& version, const std::wstring& name) {
+    std::wstring all(reinterpret_cast<const wchar_t*>(version.data()), version.size() / 2);
+    size_t found = all.find(name + L'\0');
+    if (found == std::wstring::npos)
+        return L"<missing>";
+    size_t value = (found + name.size() + 1 + 1) & ~static_cast<size_t>(1);
+    return all.substr(value, all.find(L'\0', value) - value);
+}
+
+TEST(VersionRecord, NamesTheProgram) {
+    Bytes version = ProgramResource(RT_VERSION, VS_VERSION_INFO);
+    ASSERT_GE(version.size(), 40u + sizeof(VS_FIXEDFILEINFO));
+    auto fixed = At<VS_FIXEDFILEINFO>(version, 40);
+    EXPECT_EQ(0xFEEF04BDu, fixed.dwSignature);
+    EXPECT_EQ(static_cast<DWORD>(VFT_APP), fixed.dwFileType);
+    EXPECT_NE(0u, fixed.dwFileVersionMS);
+    EXPECT_EQ(L"Quovane Configuration Utility", VersionText(version, L"FileDescription"));
+    EXPECT_EQ(L"QvTeamCfg.exe", VersionText(version, L"OriginalFilename"));
+    EXPECT_EQ(L"Quovane Teaming", VersionText(version, L"ProductName"));
+    EXPECT_EQ(std::to_wstring(HIWORD(fixed.dwFileVersionMS)) + L"." +
+                  std::to_wstring(LOWORD(fixed.dwFileVersionMS)) + L"." +
+                  std::to_wstring(HIWORD(fixed.dwFileVersionLS)) + L"." +
+                  std::to_wstring(LOWORD(fixed.dwFileVersionLS)),
+              VersionText(version, L"FileVersion"));
+}
+
+TEST(Manifest, AsksForWhatTheProgramNeeds) {
+    Bytes bytes = ProgramResource(RT_MANIFEST, 1);
+    std::string manifest(bytes.begin(), bytes.end());
+    for (const char* part :
+         {"name=\"Microsoft.Windows.Common-Controls\" version=\"6.0.0.0\"",
+          "level=\"highestAvailable\"", "uiAccess=\"false\"", "processorArchitecture=\"amd64\"",
+          "{e2011457-1546-43c5-a5fe-008deee3d3f0}", "{35138b9a-5d96-4fbd-8e2d-a2440225f93a}",
+          "{4a2f28e3-53b9-4441-ba9c-d69d4a4a6e38}", "{1f676c76-80e1-4239-95bb-83d0f6d0da78}",
+          "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"})
+        EXPECT_NE(std::string::npos, manifest.find(part)) << part;
+    EXPECT_NE(std::string::npos, manifest.find(">false</dpiAware>"));
+    EXPECT_NE(std::string::npos, manifest.find(">true</gdiScaling>"));
+    EXPECT_EQ(std::string::npos, manifest.find("dpiAwareness"));
+}
