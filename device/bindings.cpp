@@ -8,20 +8,23 @@
 
 #include <devguid.h>
 
-static BOOL LeadsToTeamingProtocol(INetCfgBindingInterface* bindingInterface) {
+// Sets `teaming` and returns S_OK, or a failure that leaves `teaming` as it was.
+static HRESULT LeadsToTeamingProtocol(INetCfgBindingInterface* bindingInterface, BOOL* teaming) {
     INetCfgComponent* upper = NULL;
     LPWSTR id = NULL;
 
     HRESULT hr = bindingInterface->GetUpperComponent(&upper);
-    if (FAILED(hr)) {
-        Trace(L"   LeadsToTeamingProtocol: no upper component 0x%x\n", hr);
-        return FALSE;
+    if (SUCCEEDED(hr)) {
+        hr = upper->GetId(&id);
+        upper->Release();
     }
-    BOOL leads =
-        SUCCEEDED(upper->GetId(&id)) && id != NULL && lstrcmpW(id, PROTOCOL_BINDING_ID) == 0;
+    if (FAILED(hr) || id == NULL) {
+        Trace(L"   LeadsToTeamingProtocol: no upper component 0x%x\n", hr);
+        return FAILED(hr) ? hr : E_UNEXPECTED;
+    }
+    *teaming = lstrcmpW(id, PROTOCOL_BINDING_ID) == 0;
     CoTaskMemFree(id);
-    upper->Release();
-    return leads;
+    return S_OK;
 }
 
 static void TracePath(INetCfgBindingPath* path) {
@@ -34,7 +37,8 @@ static void TracePath(INetCfgBindingPath* path) {
 }
 
 // Interfaces are looked at from the top of the path, and the path is switched at each one until the
-// teaming protocol is met.
+// teaming protocol is met. An interface that cannot be read decides nothing: the teaming protocol's own
+// path must never be switched by mistake.
 static void SwitchPath(INetCfgBindingPath* path, int enable) {
     IEnumNetCfgBindingInterface* interfaces = NULL;
     INetCfgBindingInterface* bindingInterface = NULL;
@@ -49,8 +53,8 @@ static void SwitchPath(INetCfgBindingPath* path, int enable) {
     }
     interfaces->Reset();
     while (!teaming && interfaces->Next(1, &bindingInterface, NULL) == S_OK) {
-        teaming = LeadsToTeamingProtocol(bindingInterface);
-        if (!teaming) {
+        hr = LeadsToTeamingProtocol(bindingInterface, &teaming);
+        if (SUCCEEDED(hr) && !teaming) {
             hr = path->Enable(enable);
             if (FAILED(hr))
                 Trace(L"   SwitchPath: Unbinding failed with 0x%x\n", hr);

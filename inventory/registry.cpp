@@ -80,6 +80,10 @@ BOOL WriteNetworkAddress(HKEY driverKey, LPCWSTR valueName, LPWSTR* address) {
 
 BOOL FormKeyPath(LPWSTR path, size_t cchPath, LPCWSTR base, LPCWSTR name) {
     Trace(L"-->FormKeyPath: %s\n", name);
+    if (name[0] == L'\0') {
+        Trace(L"<--FormKeyPath: no name\n");
+        return FALSE;
+    }
     HRESULT hr = StringCchPrintfW(path, cchPath, L"%s\\%s", base, name);
     Trace(L"<--FormKeyPath: 0x%x\n", hr);
     return SUCCEEDED(hr);

@@ -30,7 +30,7 @@ LONG WriteDwordToRegistry(HKEY key, LPCWSTR valueName, DWORD value);
 BOOL WriteNetworkAddress(HKEY driverKey, LPCWSTR valueName, LPWSTR* address);
 
 // Joins "base\name" into path, cchPath characters long with its terminator. FALSE when it does not
-// fit.
+// fit, or when the name is empty: the path would be that of the common key above.
 BOOL FormKeyPath(LPWSTR path, size_t cchPath, LPCWSTR base, LPCWSTR name);
 
 // Deletes the "Connection" key of a virtual adapter that goes away, so that its name in the network

@@ -3,8 +3,8 @@
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 BENCH_PREFIX=${BENCH_PREFIX:-$ROOT/build/wine}
-BENCH_XVFB_PID=
-BENCH_WM_PID=
+BENCH_PIDS=()
+BENCH_PREFIXES=()
 
 # need PROGRAM|FILE PACKAGE ...: collects the packages whose program or file is missing.
 MISSING=()
@@ -46,36 +46,62 @@ need_lint() {
   install_missing
 }
 
-# bench_up [DISPLAY]: a display of our own (or the caller's, when given) and a Wine prefix under build/.
+# open_display: a display and a window manager of our own.
+open_display() {
+  local fifo number
+  fifo=$(mktemp -u) && mkfifo "$fifo"
+  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$fifo" >/dev/null 2>&1 &
+  BENCH_PIDS+=($!)
+  read -r -t 30 number <"$fifo" || { echo "Xvfb did not start" >&2; return 1; }
+  rm -f "$fifo"
+  export DISPLAY=:$number
+  openbox >/dev/null 2>&1 &
+  BENCH_PIDS+=($!)
+}
+
+# bench_up [DISPLAY]: a Wine prefix under build/, on the display given or on one of our own.
 bench_up() {
   trap bench_down EXIT
   export WINEPREFIX=$BENCH_PREFIX WINEDEBUG=${WINEDEBUG:--all} WINEARCH=win64
-  export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
-  if [[ -n ${1:-} ]]; then
-    export DISPLAY=$1
-  else
-    local fifo
-    fifo=$(mktemp -u) && mkfifo "$fifo"
-    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$fifo" >/dev/null 2>&1 &
-    BENCH_XVFB_PID=$!
-    local number
-    read -r -t 30 number <"$fifo" || { echo "Xvfb did not start" >&2; return 1; }
-    rm -f "$fifo"
-    export DISPLAY=:$number
-    openbox >/dev/null 2>&1 &
-    BENCH_WM_PID=$!
-  fi
+  # Without winedbg a program that crashes ends at once.
+  export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe,winedbg.exe="
+  BENCH_PREFIXES=("$WINEPREFIX")
+  if [[ -n ${1:-} ]]; then export DISPLAY=$1
+  else open_display; fi
   mkdir -p "$(dirname "$WINEPREFIX")"
   [[ -e $WINEPREFIX/system.reg ]] || timeout 120 wineboot -i >/dev/null 2>&1
   return 0
 }
 
+# bench_up_machines COUNT: as many prefixes, each on a display of its own, so that tests can run side
+# by side. BENCH_MACHINE_0, ... hold "display prefix".
+bench_up_machines() {
+  local machine prefix
+  bench_up
+  export BENCH_MACHINE_0="$DISPLAY $WINEPREFIX"
+  for ((machine = 1; machine < $1; machine++)); do
+    prefix=$BENCH_PREFIX-$machine
+    if [[ ! -e $prefix/system.reg ]]; then
+      timeout 60 wineserver -w
+      rm -rf "$prefix.new"
+      cp -a "$BENCH_PREFIX" "$prefix.new"
+      mv "$prefix.new" "$prefix"
+    fi
+    BENCH_PREFIXES+=("$prefix")
+    open_display
+    export "BENCH_MACHINE_$machine=$DISPLAY $prefix"
+  done
+}
+
 bench_down() {
-  local status=$?
-  [[ -d $BENCH_PREFIX ]] && WINEPREFIX=$BENCH_PREFIX timeout 30 wineserver -k >/dev/null 2>&1
-  [[ -n $BENCH_WM_PID ]] && kill "$BENCH_WM_PID" 2>/dev/null
-  [[ -n $BENCH_XVFB_PID ]] && kill "$BENCH_XVFB_PID" 2>/dev/null
-  BENCH_WM_PID= BENCH_XVFB_PID=
+  local status=$? prefix pid
+  for prefix in "${BENCH_PREFIXES[@]}"; do
+    [[ -d $prefix ]] && WINEPREFIX=$prefix timeout 30 wineserver -k >/dev/null 2>&1
+  done
+  for pid in "${BENCH_PIDS[@]}"; do
+    kill "$pid" 2>/dev/null
+  done
+  BENCH_PREFIXES=() BENCH_PIDS=()
   return $status
 }
 

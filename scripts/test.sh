@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Sets up what is missing, builds everything and runs all tests. Arguments go to CTest.
-#   QV_LINT=1   also checks the format and runs clang-tidy and cppcheck
 set -euo pipefail
 source "$(dirname "$0")/lib.sh"
 
 need_toolchain
 need_bench
+need_lint
 build_preset release
 build_preset debug
-bench_up
+bench_up_machines 3
 export QV_PROGRAM
 QV_PROGRAM=$(winepath -w "$ROOT/build/release/QvTeamCfg.exe")
-ctest --test-dir "$ROOT/build/debug" --output-on-failure "$@" </dev/null
+ctest --test-dir "$ROOT/build/debug" --output-on-failure --parallel 3 \
+  --resource-spec-file "$ROOT/tests/machines.json" "$@" </dev/null

@@ -78,7 +78,10 @@ BOOL GetVlanListForNic(const GUID* adapterGuid, VlanList* list) {
     Trace(L"-->GetVlanListForNic:\n");
     list->numVlans = 0;
     PrintGuid(adapterGuid, szGuid);
-    FormKeyPath(szPath, ARRAYSIZE(szPath), MEMBER_RECORDS_KEY, szGuid);
+    if (!FormKeyPath(szPath, ARRAYSIZE(szPath), MEMBER_RECORDS_KEY, szGuid)) {
+        Trace(L"<--GetVlanListForNic: no path\n");
+        return FALSE;
+    }
     LONG lResult = RegOpenKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, KEY_ALL_ACCESS, &record);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"<--GetVlanListForNic: no record %d\n", lResult);

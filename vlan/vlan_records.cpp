@@ -129,10 +129,11 @@ LONG AddRemoveVlanInfoNic(const GUID* hostGuid, const GUID* vlanGuid, DWORD team
         return ERROR_NOT_ENOUGH_MEMORY;
     }
     PrintGuid(hostGuid, szHost);
-    FormKeyPath(szPath, ARRAYSIZE(szPath), MEMBER_RECORDS_KEY, szHost);
+    LONG lResult = ERROR_INVALID_NAME;
     // Also to remove from: a host without a record is left with an empty one.
-    LONG lResult = RegCreateKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, NULL, 0, KEY_ALL_ACCESS, NULL,
-                                   &record, NULL);
+    if (FormKeyPath(szPath, ARRAYSIZE(szPath), MEMBER_RECORDS_KEY, szHost))
+        lResult = RegCreateKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, NULL, 0, KEY_ALL_ACCESS, NULL,
+                                  &record, NULL);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"   AddRemoveVlanInfoNic: failed to create adapter guid key %d\n", lResult);
     } else {

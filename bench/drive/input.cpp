@@ -92,15 +92,14 @@ static std::wstring Describe(HWND window) {
 }
 
 // A second click at the same place is a double click unless one takes one's time.
+static POINT lastPoint = {-1, -1};
+static ULONGLONG lastTime = 0;
+
 static void KeepClicksApart(POINT point) {
-    static POINT lastPoint = {-1, -1};
-    static ULONGLONG lastTime = 0;
     const bool close = abs(point.x - lastPoint.x) <= GetSystemMetrics(SM_CXDOUBLECLK) &&
                        abs(point.y - lastPoint.y) <= GetSystemMetrics(SM_CYDOUBLECLK);
     if (close)
         WaitUntil([] { return GetTickCount64() - lastTime > GetDoubleClickTime(); });
-    lastPoint = point;
-    lastTime = GetTickCount64();
 }
 
 // The window among `window` and its children that a click at the point belongs to, asked the way
@@ -151,6 +150,8 @@ bool MouseClick(HWND expected, POINT point, bool leave, std::wstring* error) {
         return Fail(error,
                     L"the place of " + Describe(expected) + L" belongs to " + Describe(there));
     Send({MouseInput(MOUSEEVENTF_LEFTDOWN), MouseInput(MOUSEEVENTF_LEFTUP)});
+    lastPoint = point;
+    lastTime = GetTickCount64();
     return Settle(expected, leave, error);
 }
 

@@ -62,12 +62,16 @@ static bool StartDriver(SC_HANDLE service) {
     if (!InstallBinary(service)) {
         return false;
     }
-    // A prefix that has just booted holds its service database locked for a while.
+    // A prefix that has just booted holds its service database locked for a while, and a loaded machine
+    // may not start the driver's process in time.
     for (int waited = 0; !StartServiceW(service, 0, nullptr); waited += kPollMilliseconds) {
         if (GetLastError() == ERROR_SERVICE_ALREADY_RUNNING) {
             break;
         }
-        if (GetLastError() != ERROR_SERVICE_DATABASE_LOCKED || waited >= kStartMilliseconds) {
+        const DWORD error = GetLastError();
+        const bool passes =
+            error == ERROR_SERVICE_DATABASE_LOCKED || error == ERROR_SERVICE_REQUEST_TIMEOUT;
+        if (!passes || waited >= kStartMilliseconds) {
             return false;
         }
         Sleep(kPollMilliseconds);

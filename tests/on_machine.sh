@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Runs a test program on the simulated machine that CTest has reserved for it, a Wine prefix with a
+# display of its own; without a reservation, on the caller's own.
+set -euo pipefail
+if [[ ${CTEST_RESOURCE_GROUP_0_MACHINES:-} =~ id:([0-9]+) ]]; then
+  machine=BENCH_MACHINE_${BASH_REMATCH[1]}
+  read -r DISPLAY WINEPREFIX <<<"${!machine}"
+  export DISPLAY WINEPREFIX
+fi
+exec timeout 600 wine "$@"
