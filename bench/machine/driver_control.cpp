@@ -111,8 +111,15 @@ bool DriverSync() {
     if (checked && Sync()) {
         return true;
     }
-    checked = InstallAndStart();
-    return checked && Sync();
+    // A driver whose last program has just ended counts as running for a moment, yet answers no more.
+    for (int waited = 0; waited < kStartMilliseconds; waited += kPollMilliseconds) {
+        checked = InstallAndStart();
+        if (!checked || Sync()) {
+            return checked;
+        }
+        Sleep(kPollMilliseconds);
+    }
+    return false;
 }
 
 void DriverSyncIfRunning() {
