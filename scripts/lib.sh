@@ -68,9 +68,18 @@ bench_up() {
   BENCH_PREFIXES=("$WINEPREFIX")
   if [[ -n ${1:-} ]]; then export DISPLAY=$1
   else open_display; fi
-  mkdir -p "$(dirname "$WINEPREFIX")"
-  [[ -e $WINEPREFIX/system.reg ]] || timeout 120 wineboot -i >/dev/null 2>&1
-  return 0
+  mkdir -p "$WINEPREFIX"
+  if [[ ! -e $WINEPREFIX/system.reg ]]; then
+    timeout 120 wineboot -i >/dev/null 2>&1
+    # Drivers that start in the session of the first boot do not stay.
+    timeout 60 wineserver -w
+  fi
+  keep_wine_up
+}
+
+# keep_wine_up: the prefix's services and drivers outlive the pauses between two programs.
+keep_wine_up() {
+  timeout 30 wineserver -p120
 }
 
 # bench_up_machines COUNT: as many prefixes, each on a display of its own, so that tests can run side
@@ -82,15 +91,19 @@ bench_up_machines() {
   for ((machine = 1; machine < $1; machine++)); do
     prefix=$BENCH_PREFIX-$machine
     if [[ ! -e $prefix/system.reg ]]; then
+      timeout 60 wineserver -k || true
       timeout 60 wineserver -w
       rm -rf "$prefix.new"
       cp -a "$BENCH_PREFIX" "$prefix.new"
       mv "$prefix.new" "$prefix"
     fi
     BENCH_PREFIXES+=("$prefix")
+    WINEPREFIX=$prefix keep_wine_up
     open_display
     export "BENCH_MACHINE_$machine=$DISPLAY $prefix"
   done
+  keep_wine_up
+  read -r DISPLAY WINEPREFIX <<<"$BENCH_MACHINE_0"
 }
 
 bench_down() {
