@@ -1,12 +1,17 @@
 // Which adapter the pages show is chosen here, once, before any of them opens.
 #include "app/adapter_sheet.h"
 
+#include "app/sheet.h"
 #include "app/team_page.h"
 #include "include/records.h"
 #include "include/resource.h"
 #include "inventory/checked_items.h"
 #include "inventory/tables.h"
 #include "inventory/trace.h"
+#include "team/nic_checks.h"
+#include "vlan/vlan_page.h"
+
+constexpr UINT MAX_PAGES = 1;
 
 static BOOL SelectAdapter(HWND hDlg) {
     LONG row;
@@ -24,12 +29,32 @@ static BOOL SelectAdapter(HWND hDlg) {
     return FALSE;
 }
 
+// An unassigned adapter takes VLANs only where it cannot be teamed: on Windows XP while the maker's
+// TCP connection offload is switched on. Elsewhere a VLAN is attached to a team.
+static BOOL SheetHasVlanPage(HWND hDlg) {
+    return g_nicSelected == -1 || IsWinXPAndOffload(hDlg);
+}
+
 void ShowPropertiesPage(HWND hDlg) {
+    PROPSHEETPAGEW pages[MAX_PAGES];
+    PROPSHEETHEADERW header;
+    UINT nPages = 0;
+
     Trace(L"-->ShowPropertiesPage:\n");
-    if (GetSheetData(hDlg) == NULL || !SelectAdapter(hDlg)) {
+    SheetData* ppd = GetSheetData(hDlg);
+    if (ppd == NULL || !SelectAdapter(hDlg)) {
         Trace(L"<--ShowPropertiesPage: nothing chosen\n");
         return;
     }
-    SetStatus(hDlg, L"Adapter properties are not available in this version.");
+    LPARAM lParam = reinterpret_cast<LPARAM>(ppd);
+    if (SheetHasVlanPage(hDlg))
+        FillSheetPage(&pages[nPages++], IDD_VLAN_PAGE, IDS_VLAN, QvVlansDialogProc, lParam);
+    if (nPages == 0) {
+        SetStatus(hDlg, L"Adapter properties are not available in this version.");
+        Trace(L"<--ShowPropertiesPage: no pages\n");
+        return;
+    }
+    FillSheetHeader(&header, hDlg, IDS_PROPERTIES, pages, nPages);
+    ShowSheet(&header);
     Trace(L"<--ShowPropertiesPage:\n");
 }

@@ -5,9 +5,11 @@ set(QV_SOURCES
   app/adapter_sheet.cpp
   app/page_rules.cpp
   app/processes.cpp
+  app/sheet.cpp
   app/team_page.cpp
   app/tray.cpp
   app/wait_dialog.cpp
+  device/adapter_driver.cpp
   device/bindings.cpp
   device/device_state.cpp
   device/guids.cpp
@@ -21,6 +23,7 @@ set(QV_SOURCES
   inventory/administrator.cpp
   inventory/checked_items.cpp
   inventory/device_path.cpp
+  inventory/record_walk.cpp
   inventory/registry.cpp
   inventory/tables.cpp
   inventory/team_list.cpp
@@ -33,9 +36,13 @@ set(QV_SOURCES
   team/member_records.cpp
   team/nic_checks.cpp
   team/remove_team.cpp
+  vlan/add_vlan_dialog.cpp
+  vlan/new_vlan.cpp
   vlan/vlan_adapter.cpp
   vlan/vlan_binding.cpp
   vlan/vlan_list.cpp
+  vlan/vlan_message.cpp
+  vlan/vlan_page.cpp
   vlan/vlan_records.cpp)
 
 set(QV_LIBRARIES setupapi cfgmgr32 comctl32 ole32 psapi)

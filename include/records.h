@@ -45,3 +45,8 @@ struct SheetData {
 static inline SheetData* GetSheetData(HWND hDlg) {
     return reinterpret_cast<SheetData*>(GetWindowLongPtrW(hDlg, DWLP_USER));
 }
+
+// The same for the VLAN page and the dialogs that it opens: the VLANs of the page's host.
+static inline VlanList* GetVlanList(HWND hDlg) {
+    return reinterpret_cast<VlanList*>(GetWindowLongPtrW(hDlg, DWLP_USER));
+}

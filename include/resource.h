@@ -31,6 +31,18 @@
 #define IDC_MOVE_UP           1018
 #define IDC_MOVE_DOWN         1019
 
+// VLAN page.
+#define IDD_VLAN_PAGE   101
+#define IDC_VLAN_LIST   1000
+#define IDC_ADD_VLAN    1001
+#define IDC_REMOVE_VLAN 1002
+
+// Add Vlan dialog.
+#define IDD_ADD_VLAN  102
+#define IDC_VLAN_ID   1003
+#define IDC_VLAN_NAME 1004
+#define IDC_UNTAGGED  1006
+
 // Please-wait dialog.
 #define IDD_WAIT      1104
 #define IDC_WAIT_TEXT 1007

@@ -5,6 +5,7 @@
 #include "include/names.h"
 #include "include/resource.h"
 #include "inventory/device_path.h"
+#include "inventory/record_walk.h"
 #include "inventory/registry.h"
 #include "inventory/tables.h"
 #include "inventory/team_number.h"
@@ -60,7 +61,13 @@ static void AddMember(TeamEntry* team, const GUID* teamGuid, const GUID* nicGuid
     ReadDwordFromRegistry(record, VALUE_ORDER, &team->order[member]);
 }
 
-static void ReadMemberRecord(SheetData* ppd, int rows, HKEY records, LPCWSTR name) {
+struct TeamReading {
+    TeamEntry* teams;
+    int rows; // rows of list 1004 that may be matched
+};
+
+static BOOL ReadMemberRecord(HKEY records, LPCWSTR name, void* context) {
+    const TeamReading* reading = static_cast<const TeamReading*>(context);
     HKEY record;
     GUID nicGuid;
     GUID teamGuid;
@@ -68,43 +75,32 @@ static void ReadMemberRecord(SheetData* ppd, int rows, HKEY records, LPCWSTR nam
     Trace(L"-->ReadMemberRecord: %s\n", name);
     if (!ParseGuid(name, &nicGuid)) {
         Trace(L"<--ReadMemberRecord: no GUID\n");
-        return;
+        return TRUE;
     }
     LONG lResult = RegOpenKeyExW(records, name, 0, KEY_ALL_ACCESS, &record);
     if (lResult != ERROR_SUCCESS) {
         Trace(L"<--ReadMemberRecord: not opened %d\n", lResult);
-        return;
+        return TRUE;
     }
     if (ReadTeamGuid(record, &teamGuid)) {
-        int row = FindTeamRow(&teamGuid, rows);
+        int row = FindTeamRow(&teamGuid, reading->rows);
         if (row >= 0)
-            AddMember(&ppd->teams[row], &teamGuid, &nicGuid, record);
+            AddMember(&reading->teams[row], &teamGuid, &nicGuid, record);
     }
     RegCloseKey(record);
     Trace(L"<--ReadMemberRecord:\n");
+    return TRUE;
 }
 
 int PopulateTeamList(HWND hDlg) {
-    HKEY records;
-    WCHAR szName[KEY_PATH_CCH];
-
     Trace(L"-->PopulateTeamList:\n");
     SheetData* ppd = GetSheetData(hDlg);
     if (ppd == NULL) {
         Trace(L"<--PopulateTeamList: no state record\n");
         return 0;
     }
-    LONG lResult =
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS, &records);
-    if (lResult != ERROR_SUCCESS) {
-        Trace(L"<--PopulateTeamList: no records %d\n", lResult);
-        return 1;
-    }
-    int rows = ListedTeamRows(hDlg);
-    for (DWORD dwIndex = 0;
-         RegEnumKeyW(records, dwIndex, szName, ARRAYSIZE(szName)) == ERROR_SUCCESS; dwIndex++)
-        ReadMemberRecord(ppd, rows, records, szName);
-    RegCloseKey(records);
+    TeamReading reading = {ppd->teams, ListedTeamRows(hDlg)};
+    WalkMemberRecords(ReadMemberRecord, &reading);
     Trace(L"<--PopulateTeamList: %d\n", g_numTeams);
     return 1;
 }

@@ -1,6 +1,7 @@
 // A team that cannot work is refused with a reason, before its members lose their bindings.
 #include "team/nic_checks.h"
 
+#include "device/adapter_driver.h"
 #include "device/net_devices.h"
 #include "inventory/device_path.h"
 #include "inventory/registry.h"
@@ -41,24 +42,6 @@ BOOL IsQuovaneNic(const AdapterEntry* nic) {
     return makers;
 }
 
-static BOOL DriverOpens(const GUID* guid) {
-    WCHAR szGuid[GUID_CCH];
-
-    PrintGuid(guid, szGuid);
-    LPWSTR path = AddDosDevicePrefix(szGuid);
-    if (path == NULL)
-        return FALSE;
-    HANDLE driver =
-        CreateFileW(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, NULL, OPEN_EXISTING, 0, NULL);
-    free(path);
-    if (driver == INVALID_HANDLE_VALUE) {
-        Trace(L"   DriverOpens: %s does not open %d\n", szGuid, GetLastError());
-        return FALSE;
-    }
-    CloseHandle(driver);
-    return TRUE;
-}
-
 int ValidateNICs(HWND hDlg, const TeamEntry* team) {
     Trace(L"-->ValidateNICs:\n");
     if (GetSheetData(hDlg) == NULL) {
@@ -66,7 +49,7 @@ int ValidateNICs(HWND hDlg, const TeamEntry* team) {
         return NICS_NOT_OPENED;
     }
     for (int member = 0; member < team->numNics; member++) {
-        if (!DriverOpens(&team->nicGuids[member])) {
+        if (!AdapterDriverOpens(&team->nicGuids[member])) {
             Trace(L"<--ValidateNICs: member %d\n", member);
             return NICS_NOT_OPENED;
         }

@@ -3,6 +3,7 @@
 
 #include "device/net_devices.h"
 #include "inventory/device_path.h"
+#include "inventory/record_walk.h"
 #include "inventory/registry.h"
 #include "inventory/trace.h"
 #include "vlan/vlan_binding.h"
@@ -68,12 +69,21 @@ BOOL GetVlanIdForDevices(LPCWSTR binding, VlanList* list) {
     return TRUE;
 }
 
+static void ReadRecord(HKEY record, VlanList* list) {
+    LPWSTR binding = NULL;
+    DWORD cbBinding = 0;
+
+    if (QueryTextValue(record, VALUE_VLAN_BINDING, 2, &binding, &cbBinding) != ERROR_SUCCESS)
+        return;
+    if (cbBinding != 0)
+        GetVlanIdForDevices(binding, list);
+    free(binding);
+}
+
 BOOL GetVlanListForNic(const GUID* adapterGuid, VlanList* list) {
     WCHAR szGuid[GUID_CCH];
     WCHAR szPath[PATH_CCH];
     HKEY record;
-    LPWSTR binding = NULL;
-    DWORD cbBinding = 0;
 
     Trace(L"-->GetVlanListForNic:\n");
     list->numVlans = 0;
@@ -87,12 +97,52 @@ BOOL GetVlanListForNic(const GUID* adapterGuid, VlanList* list) {
         Trace(L"<--GetVlanListForNic: no record %d\n", lResult);
         return FALSE;
     }
-    if (QueryTextValue(record, VALUE_VLAN_BINDING, 2, &binding, &cbBinding) == ERROR_SUCCESS) {
-        if (cbBinding != 0)
-            GetVlanIdForDevices(binding, list);
-        free(binding);
-    }
+    ReadRecord(record, list);
     RegCloseKey(record);
     Trace(L"<--GetVlanListForNic: %d\n", list->numVlans);
     return TRUE;
+}
+
+struct TeamSearch {
+    WCHAR szTeam[GUID_CCH];
+    VlanList* list;
+};
+
+static BOOL BelongsToTeam(HKEY record, LPCWSTR team) {
+    LPWSTR binding = NULL;
+
+    if (!ReadStringFromRegistry(record, VALUE_TEAM_BINDING, &binding))
+        return FALSE;
+    LPCWSTR guidText = BindingGuidText(binding);
+    BOOL belongs = guidText != NULL && wcscmp(guidText, team) == 0;
+    free(binding);
+    return belongs;
+}
+
+// All members carry the same list, so the first is enough.
+static BOOL VisitForTeamVlans(HKEY records, LPCWSTR name, void* context) {
+    const TeamSearch* search = static_cast<const TeamSearch*>(context);
+    HKEY record;
+
+    LONG lResult = RegOpenKeyExW(records, name, 0, KEY_ALL_ACCESS, &record);
+    if (lResult != ERROR_SUCCESS) {
+        Trace(L"   VisitForTeamVlans: %s not opened %d\n", name, lResult);
+        return TRUE;
+    }
+    BOOL member = BelongsToTeam(record, search->szTeam);
+    if (member)
+        ReadRecord(record, search->list);
+    RegCloseKey(record);
+    return !member;
+}
+
+BOOL GetVlanListForTeam(const GUID* teamGuid, VlanList* list) {
+    TeamSearch search = {{}, list};
+
+    Trace(L"-->GetVlanListForTeam:\n");
+    list->numVlans = 0;
+    PrintGuid(teamGuid, search.szTeam);
+    LONG lResult = WalkMemberRecords(VisitForTeamVlans, &search);
+    Trace(L"<--GetVlanListForTeam: %d %d\n", lResult, list->numVlans);
+    return lResult == ERROR_SUCCESS;
 }

@@ -3,6 +3,7 @@
 
 #include "include/names.h"
 #include "inventory/device_path.h"
+#include "inventory/record_walk.h"
 #include "inventory/registry.h"
 #include "inventory/trace.h"
 #include "vlan/vlan_binding.h"
@@ -163,48 +164,52 @@ static LONG ChangeVlanBinding(HKEY record, const GUID* vlanGuid, BOOL remove) {
     return lResult;
 }
 
-// Changes one record when it belongs to the team. Returns what it met.
-static LONG ChangeMemberRecord(HKEY records, LPCWSTR name, const GUID* teamGuid,
-                               const GUID* vlanGuid, BOOL remove) {
-    HKEY record;
+// One VLAN that comes or goes on every member of a team.
+struct TeamChange {
+    const GUID* teamGuid;
+    const GUID* vlanGuid;
+    BOOL remove;
+    LONG lResult; // of the last record that was looked at
+};
+
+// Changes a record when it belongs to the team.
+static LONG ChangeMemberRecord(HKEY record, const TeamChange* change) {
     LPWSTR binding = NULL;
     GUID guid;
 
-    Trace(L"-->ChangeMemberRecord: %s\n", name);
-    LONG lResult = RegOpenKeyExW(records, name, 0, KEY_ALL_ACCESS, &record);
-    if (lResult != ERROR_SUCCESS) {
-        Trace(L"<--ChangeMemberRecord: not opened %d\n", lResult);
+    LONG lResult = WinStatus(QueryTextValue(record, VALUE_TEAM_BINDING, 1, &binding, NULL));
+    if (lResult != ERROR_SUCCESS)
         return lResult;
-    }
-    lResult = WinStatus(QueryTextValue(record, VALUE_TEAM_BINDING, 1, &binding, NULL));
-    if (lResult == ERROR_SUCCESS) {
-        LPCWSTR guidText = BindingGuidText(binding);
-        if (guidText != NULL && ParseGuid(guidText, &guid) && IsEqualGUID(guid, *teamGuid))
-            lResult = ChangeVlanBinding(record, vlanGuid, remove);
-        free(binding);
-    }
-    RegCloseKey(record);
-    Trace(L"<--ChangeMemberRecord: %d\n", lResult);
+    LPCWSTR guidText = BindingGuidText(binding);
+    if (guidText != NULL && ParseGuid(guidText, &guid) && IsEqualGUID(guid, *change->teamGuid))
+        lResult = ChangeVlanBinding(record, change->vlanGuid, change->remove);
+    free(binding);
     return lResult;
 }
 
+// The last record decides, also one that is in no team and so has no TeamBinding: callers take that
+// for a failure of the whole step.
+static BOOL VisitToChange(HKEY records, LPCWSTR name, void* context) {
+    TeamChange* change = static_cast<TeamChange*>(context);
+    HKEY record;
+
+    Trace(L"-->VisitToChange: %s\n", name);
+    change->lResult = RegOpenKeyExW(records, name, 0, KEY_ALL_ACCESS, &record);
+    if (change->lResult == ERROR_SUCCESS) {
+        change->lResult = ChangeMemberRecord(record, change);
+        RegCloseKey(record);
+    }
+    Trace(L"<--VisitToChange: %d\n", change->lResult);
+    return TRUE;
+}
+
 LONG AddRemoveVlanInfoTeam(const GUID* teamGuid, const GUID* vlanGuid, BOOL remove) {
-    WCHAR szName[KEY_PATH_CCH];
-    HKEY records;
+    TeamChange change = {teamGuid, vlanGuid, remove, ERROR_SUCCESS};
 
     Trace(L"-->AddRemoveVlanInfoTeam: %d\n", remove);
-    LONG lResult =
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, MEMBER_RECORDS_KEY, 0, KEY_ALL_ACCESS, &records);
-    if (lResult != ERROR_SUCCESS) {
-        Trace(L"<--AddRemoveVlanInfoTeam: no records %d\n", lResult);
-        return lResult;
-    }
-    // The last record decides, also one that is in no team and so has no TeamBinding: callers take
-    // that for a failure of the whole step.
-    for (DWORD dwIndex = 0;
-         RegEnumKeyW(records, dwIndex, szName, ARRAYSIZE(szName)) == ERROR_SUCCESS; dwIndex++)
-        lResult = ChangeMemberRecord(records, szName, teamGuid, vlanGuid, remove);
-    RegCloseKey(records);
+    LONG lResult = WalkMemberRecords(VisitToChange, &change);
+    if (lResult == ERROR_SUCCESS)
+        lResult = change.lResult;
     Trace(L"<--AddRemoveVlanInfoTeam: %d\n", lResult);
     return lResult;
 }

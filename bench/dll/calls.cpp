@@ -78,6 +78,9 @@ bool TakeHoldOf(CallState* call) {
 }
 
 void WaitForRelease(const std::string& name) {
+    // On Windows what a thread has painted is on screen; Wine shows it when the thread looks for
+    // messages.
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 0, 0);
     g_held.push_back(name);
     for (DWORD seen = g_releases; seen == g_releases;)
         SleepConditionVariableSRW(&g_released, &g_lock, INFINITE, 0);
