@@ -5,13 +5,16 @@
 #include "app/team_page.h"
 #include "include/records.h"
 #include "include/resource.h"
+#include "info/general_page.h"
+#include "info/statistics_page.h"
+#include "info/team_properties.h"
 #include "inventory/checked_items.h"
 #include "inventory/tables.h"
 #include "inventory/trace.h"
 #include "team/nic_checks.h"
 #include "vlan/vlan_page.h"
 
-constexpr UINT MAX_PAGES = 1;
+constexpr UINT MAX_PAGES = 4;
 
 static BOOL SelectAdapter(HWND hDlg) {
     LONG row;
@@ -47,13 +50,14 @@ void ShowPropertiesPage(HWND hDlg) {
         return;
     }
     LPARAM lParam = reinterpret_cast<LPARAM>(ppd);
+    FillSheetPage(&pages[nPages++], IDD_GENERAL_PAGE, IDS_GENERAL, QvPropertiesDialogProc, lParam);
+    FillSheetPage(&pages[nPages++], IDD_STATISTICS_PAGE, IDS_STATISTICS, QvStatisticsDialogProc,
+                  lParam);
     if (SheetHasVlanPage(hDlg))
         FillSheetPage(&pages[nPages++], IDD_VLAN_PAGE, IDS_VLAN, QvVlansDialogProc, lParam);
-    if (nPages == 0) {
-        SetStatus(hDlg, L"Adapter properties are not available in this version.");
-        Trace(L"<--ShowPropertiesPage: no pages\n");
-        return;
-    }
+    if (g_nicSelected == -1)
+        FillSheetPage(&pages[nPages++], IDD_TEAM_PROPERTIES, IDS_PROPERTIES,
+                      QvTeamPropertiesDialogProc, lParam);
     FillSheetHeader(&header, hDlg, IDS_PROPERTIES, pages, nPages);
     ShowSheet(&header);
     Trace(L"<--ShowPropertiesPage:\n");

@@ -4,6 +4,5 @@
 #include <windows.h>
 
 // Opens the sheet of the first ticked adapter, or else of the first ticked team. Nothing happens
-// when neither is ticked. So far the sheet has the VLAN page alone; for an adapter
-// without one the status box says so.
+// when neither is ticked.
 void ShowPropertiesPage(HWND hDlg);

@@ -37,6 +37,19 @@
 #define IDC_ADD_VLAN    1001
 #define IDC_REMOVE_VLAN 1002
 
+// General and Statistics pages; both make their list themselves.
+#define IDD_GENERAL_PAGE    1101
+#define IDD_STATISTICS_PAGE 1102
+#define IDC_REFRESH         1012
+#define IDC_RESET           1013
+#define IDC_INFO_LIST       1014
+
+// Team properties page.
+#define IDD_TEAM_PROPERTIES 1103
+#define IDC_TEAM_MODE       1015
+#define IDC_TEAM_METHOD     1016
+#define IDC_TEAM_MEMBERS    1017
+
 // Add Vlan dialog.
 #define IDD_ADD_VLAN  102
 #define IDC_VLAN_ID   1003

@@ -14,3 +14,11 @@ LONG selectedTeams[MAX_TEAMS];
 
 HINSTANCE hInstance;
 UINT uTermTrayMsg;
+
+SelectedAdapter GetSelectedAdapter(void) {
+    if (g_nicSelected >= 0 && g_nicSelected < MAX_NIC_ROWS)
+        return {&g_nics[g_nicSelected], &g_nicDetails[g_nicSelected], FALSE};
+    if (g_teamSelected >= 0 && g_teamSelected < MAX_TEAM_ROWS)
+        return {&g_teamAdapters[g_teamSelected], &g_teamAdapterDetails[g_teamSelected], TRUE};
+    return {NULL, NULL, FALSE};
+}

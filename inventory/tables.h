@@ -28,3 +28,12 @@ extern LONG selectedTeams[MAX_TEAMS];
 
 extern HINSTANCE hInstance;
 extern UINT uTermTrayMsg; // asks the tray program to quit
+
+// The adapter whose sheet is open.
+struct SelectedAdapter {
+    AdapterEntry* entry; // NULL when none is chosen
+    const AdapterDetails* details;
+    BOOL isTeam;
+};
+
+SelectedAdapter GetSelectedAdapter(void);

@@ -40,19 +40,6 @@ static struct {
     int width; // pixels
 } columns[] = {{L"Vlan Name", 215}, {L"Vlan ID", 75}};
 
-struct VlanHost {
-    AdapterEntry* entry; // NULL when nothing is selected
-    BOOL isTeam;
-};
-
-static VlanHost GetVlanHost(void) {
-    if (g_nicSelected >= 0 && g_nicSelected < MAX_NIC_ROWS)
-        return {&g_nics[g_nicSelected], FALSE};
-    if (g_teamSelected >= 0 && g_teamSelected < MAX_TEAM_ROWS)
-        return {&g_teamAdapters[g_teamSelected], TRUE};
-    return {NULL, FALSE};
-}
-
 static void SetUpColumns(HWND view) {
     LVCOLUMNW header = {};
 
@@ -81,7 +68,7 @@ static void InsertVlanItem(HWND view, int row) {
 }
 
 BOOL OnInitVlansDialog(HWND hDlg, VlanList* list) {
-    VlanHost host = GetVlanHost();
+    SelectedAdapter host = GetSelectedAdapter();
 
     Trace(L"-->OnInitVlansDialog: %d\n", host.isTeam);
     if (host.isTeam)
@@ -130,12 +117,12 @@ static void CloseWaitWindow(HWND hWaitDlg) {
 }
 
 // A host carries either its own protocols or its VLANs' ones.
-static void GiveUpProtocols(const VlanHost* host) {
+static void GiveUpProtocols(const SelectedAdapter* host) {
     EnableProtocolNicBindings(NULL, &host->entry->guid, 0, host->isTeam ? 0 : 1);
     ShowHideNic(&host->entry->guid, 1);
 }
 
-static void TakeBackProtocols(const VlanHost* host) {
+static void TakeBackProtocols(const SelectedAdapter* host) {
     ShowHideNic(&host->entry->guid, 0);
     EnableProtocolNicBindings(NULL, &host->entry->guid, 1, host->isTeam ? 0 : 1);
 }
@@ -156,7 +143,7 @@ static BOOL ShowNotAdded(HWND hDlg, DWORD dwError) {
 }
 
 static void OnAddVlan(HWND hDlg, VlanList* list) {
-    VlanHost host = GetVlanHost();
+    SelectedAdapter host = GetSelectedAdapter();
 
     Trace(L"-->OnAddVlan:\n");
     if (DialogBoxParamW(hInstance, MAKEINTRESOURCEW(IDD_ADD_VLAN), hDlg, AddVlanDialogProc,
@@ -214,7 +201,7 @@ static BOOL AskToRemove(HWND hDlg, const VlanList* list, LONG* rows, int* ticked
     return agreed;
 }
 
-static void RemoveVlanRow(HWND hDlg, const VlanHost* host, VlanList* list, LONG row) {
+static void RemoveVlanRow(HWND hDlg, const SelectedAdapter* host, VlanList* list, LONG row) {
     if (RemoveVlanFromNic(&host->entry->guid, &list->vlanGuids[row], host->isTeam) != TRUE) {
         Trace(L"   RemoveVlanRow: %d stays\n", row);
         return;
@@ -226,7 +213,7 @@ static void RemoveVlanRow(HWND hDlg, const VlanHost* host, VlanList* list, LONG 
 }
 
 static void OnRemoveVlans(HWND hDlg, VlanList* list) {
-    VlanHost host = GetVlanHost();
+    SelectedAdapter host = GetSelectedAdapter();
     LONG rows[MAX_VLANS];
     int ticked = 0;
 
@@ -286,7 +273,7 @@ static INT_PTR OnNotify(HWND hDlg, VlanList* list, NMHDR* header) {
 }
 
 static INT_PTR OnInitPage(HWND hDlg) {
-    VlanHost host = GetVlanHost();
+    SelectedAdapter host = GetSelectedAdapter();
 
     if (host.entry == NULL)
         return FALSE;
