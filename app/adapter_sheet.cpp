@@ -35,7 +35,7 @@ static BOOL SelectAdapter(HWND hDlg) {
 // An unassigned adapter takes VLANs only where it cannot be teamed: on Windows XP while the maker's
 // TCP connection offload is switched on. Elsewhere a VLAN is attached to a team.
 static BOOL SheetHasVlanPage(HWND hDlg) {
-    return g_nicSelected == -1 || IsWinXPAndOffload(hDlg);
+    return GetSelectedAdapter().isTeam || IsWinXPAndOffload(hDlg);
 }
 
 void ShowPropertiesPage(HWND hDlg) {
@@ -55,7 +55,7 @@ void ShowPropertiesPage(HWND hDlg) {
                   lParam);
     if (SheetHasVlanPage(hDlg))
         FillSheetPage(&pages[nPages++], IDD_VLAN_PAGE, IDS_VLAN, QvVlansDialogProc, lParam);
-    if (g_nicSelected == -1)
+    if (GetSelectedAdapter().isTeam)
         FillSheetPage(&pages[nPages++], IDD_TEAM_PROPERTIES, IDS_PROPERTIES,
                       QvTeamPropertiesDialogProc, lParam);
     FillSheetHeader(&header, hDlg, IDS_PROPERTIES, pages, nPages);

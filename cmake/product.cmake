@@ -19,11 +19,13 @@ set(QV_SOURCES
   device/net_devices.cpp
   device/protocol.cpp
   device/virtual_adapter.cpp
+  device/windows_version.cpp
   info/adapter_text.cpp
   info/driver_query.cpp
   info/general_page.cpp
   info/info_list.cpp
   info/offload_caps.cpp
+  info/offload_query.cpp
   info/statistics_page.cpp
   info/statistics_table.cpp
   info/team_properties.cpp

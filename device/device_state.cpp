@@ -3,18 +3,18 @@
 #include "device/device_state.h"
 
 #include "device/net_devices.h"
+#include "device/windows_version.h"
 #include "include/names.h"
 #include "inventory/device_path.h"
 #include "inventory/registry.h"
 #include "inventory/trace.h"
 
 int GetOsVersionType(void) {
-    OSVERSIONINFOW version = {};
+    OSVERSIONINFOW version;
     int type = 0;
 
     Trace(L"-->GetOsVersionType:\n");
-    version.dwOSVersionInfoSize = sizeof(version);
-    if (GetVersionExW(&version)) {
+    if (ReadWindowsVersion(&version)) {
         if (version.dwMajorVersion == 5 && version.dwMinorVersion == 2)
             type = 1;
         else if (version.dwMajorVersion == 6 && version.dwMinorVersion == 0)

@@ -3,6 +3,7 @@
 #include "device/virtual_adapter.h"
 
 #include "device/net_devices.h"
+#include "device/windows_version.h"
 #include "include/names.h"
 #include "inventory/device_path.h"
 #include "inventory/registry.h"
@@ -113,11 +114,9 @@ int InstallSelectedDriverForWinXPS03(HWND hwnd, LPCWSTR hardwareId, LPCWSTR full
 }
 
 static BOOL IsWindows5(void) {
-    OSVERSIONINFOEXW version = {};
+    OSVERSIONINFOW version;
 
-    version.dwOSVersionInfoSize = sizeof(version);
-    return GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) &&
-           version.dwMajorVersion == 5;
+    return ReadWindowsVersion(&version) && version.dwMajorVersion == 5;
 }
 
 // Tries the routes that newdev.dll has, in order. The last error tells about the last route tried.

@@ -3,8 +3,10 @@
 
 #include <windows.h>
 
+#define SERVICES_KEY L"System\\CurrentControlSet\\Services"
+
 // Teaming protocol driver
-#define PROTOCOL_SERVICE_KEY  L"System\\CurrentControlSet\\Services\\qvteamp"
+#define PROTOCOL_SERVICE_KEY  SERVICES_KEY L"\\qvteamp"
 #define MEMBER_RECORDS_KEY    PROTOCOL_SERVICE_KEY L"\\Parameters\\Adapters"
 #define PROTOCOL_COMPONENT_ID L"QV_QVTEAMP"
 #define PROTOCOL_BINDING_ID   L"qv_qvteamp"

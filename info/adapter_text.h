@@ -9,7 +9,9 @@ constexpr size_t VALUE_CCH = 51;
 // What a page shows in place of a value that nobody could give.
 #define TEXT_UNKNOWN L"Unknown"
 
-// Each writes into `text`, VALUE_CCH characters, and terminates it.
+LPCWSTR LinkStatusText(DWORD mediaConnectStatus);
+
+// Each of the others writes into `text`, VALUE_CCH characters, and terminates it.
 
 // "00-11-22-33-44-55" of 6 bytes.
 void WordAddress(LPWSTR text, const BYTE* address);
@@ -30,5 +32,3 @@ void WordOffload60(LPWSTR text, const OffloadCaps60* caps, const ConnectionOfflo
 
 // A count, unsigned.
 void WordCount(LPWSTR text, ULONGLONG count);
-
-LPCWSTR LinkStatusText(DWORD mediaConnectStatus);

@@ -16,7 +16,7 @@ static BOOL QueryOid(HANDLE device, DWORD oid, void* answer, DWORD cb, DWORD* cb
     BOOL ok = DeviceIoControl(device, IOCTL_NDIS_QUERY_GLOBAL_STATS, &oid, sizeof(oid), answer, cb,
                               &cbAnswer, NULL);
     if (!ok)
-        Trace(L"   QueryOid: 0x%x failed %d\n", oid, GetLastError());
+        Trace(L"   QueryOid: DevIOCtrl failed for Oid = 0x%x\n", oid);
     if (cbReturned != NULL)
         *cbReturned = cbAnswer;
     return ok;
@@ -58,9 +58,13 @@ BOOL QvGetDeviceCaps(const HANDLE* device, BYTE* buffer, const DWORD* bufferLeng
         Trace(L"<--QvGetDeviceCaps: no answer\n");
         return FALSE;
     }
-    BOOL listed = DecodeTaskOffload(buffer, cbAnswer, caps);
-    Trace(listed ? L"<--QvGetDeviceCaps:\n" : L"<--QvGetDeviceCaps: OffsetFirstTask set to zero\n");
-    return listed;
+    if (!DecodeTaskOffload(buffer, cbAnswer, caps)) {
+        Trace(L"<--QvGetDeviceCaps: OffsetFirstTask set to zero\n");
+        SetLastError(ERROR_SUCCESS);
+        return FALSE;
+    }
+    Trace(L"<--QvGetDeviceCaps:\n");
+    return TRUE;
 }
 
 BOOL QvGetDeviceCaps60(const HANDLE* device, BYTE* buffer, const DWORD* bufferLength,
@@ -71,9 +75,12 @@ BOOL QvGetDeviceCaps60(const HANDLE* device, BYTE* buffer, const DWORD* bufferLe
         Trace(L"<--QvGetDeviceCaps60: DeviceIOControl failed for caps\n");
         return FALSE;
     }
-    BOOL known = DecodeOffload60(buffer, caps);
-    Trace(known ? L"<--QvGetDeviceCaps60:\n" : L"<--QvGetDeviceCaps60: Header mismatch\n");
-    return known;
+    if (!DecodeOffload60(buffer, caps)) {
+        Trace(L"<--QvGetDeviceCaps60: %s\n", Offload60HeaderFault(buffer));
+        return FALSE;
+    }
+    Trace(L"<--QvGetDeviceCaps60:\n");
+    return TRUE;
 }
 
 BOOL QvGetDeviceConnectionOffloadCaps(const HANDLE* device, BYTE* buffer, const DWORD* bufferLength,
@@ -92,8 +99,6 @@ BOOL GetDeviceStatistics(const HANDLE* device, StatisticsRow* table) {
         ULONGLONG counter = 0;
         if (QueryOid(*device, table[row].oid, &counter, sizeof(counter), NULL))
             table[row].value = counter;
-        else
-            Trace(L"   GetDeviceStatistics: DevIOCtrl failed for Oid = 0x%x\n", table[row].oid);
     }
     Trace(L"<--GetDeviceStatistics:\n");
     return TRUE;

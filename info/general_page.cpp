@@ -2,10 +2,12 @@
 #include "info/general_page.h"
 
 #include "device/adapter_driver.h"
+#include "device/windows_version.h"
 #include "include/records.h"
 #include "info/adapter_text.h"
 #include "info/driver_query.h"
 #include "info/info_list.h"
+#include "info/offload_query.h"
 #include "inventory/device_path.h"
 #include "inventory/registry.h"
 #include "inventory/tables.h"
@@ -15,9 +17,7 @@
 #include <stdlib.h>
 #include <strsafe.h>
 
-static const WCHAR SERVICES_KEY[] = L"System\\CurrentControlSet\\Services";
-static const WCHAR INTERFACES_KEY[] =
-    L"System\\CurrentControlSet\\Services\\Tcpip\\Parameters\\Interfaces";
+static const WCHAR INTERFACES_KEY[] = SERVICES_KEY L"\\Tcpip\\Parameters\\Interfaces";
 static const WCHAR VALUE_IMAGE_PATH[] = L"ImagePath";
 static const WCHAR VALUE_IP_ADDRESS[] = L"IPAddress";
 
@@ -25,25 +25,26 @@ constexpr int LIST_CX = 350; // pixels
 constexpr int LIST_CY = 295;
 static const InfoColumn columns[] = {{L"Information", 100}, {L"Value", 250}};
 
-constexpr size_t SERVICE_PATH_CCH = ARRAYSIZE(SERVICES_KEY) + NAME_CCH;
+// Room for the longer of the two keys and a name below it.
+constexpr size_t CONFIGURED_PATH_CCH = ARRAYSIZE(INTERFACES_KEY) + NAME_CCH;
 
 // The first string of a value below "base\name", cut to the page's width. A key that is missing is
 // made, which is accepted.
-static void ReadServiceText(LPCWSTR base, LPCWSTR name, LPCWSTR valueName, LPWSTR text) {
-    WCHAR szPath[SERVICE_PATH_CCH];
+static void ReadConfiguredText(LPCWSTR base, LPCWSTR name, LPCWSTR valueName, LPWSTR text) {
+    WCHAR szPath[CONFIGURED_PATH_CCH];
     LPWSTR value = NULL;
     HKEY key;
 
-    Trace(L"-->ReadServiceText: %s\n", name);
+    Trace(L"-->ReadConfiguredText: %s\n", name);
     StringCchCopyW(text, VALUE_CCH, TEXT_UNKNOWN);
     if (!FormKeyPath(szPath, ARRAYSIZE(szPath), base, name)) {
-        Trace(L"<--ReadServiceText: no path\n");
+        Trace(L"<--ReadConfiguredText: no path\n");
         return;
     }
     LONG lResult =
         RegCreateKeyExW(HKEY_LOCAL_MACHINE, szPath, 0, NULL, 0, KEY_ALL_ACCESS, NULL, &key, NULL);
     if (lResult != ERROR_SUCCESS) {
-        Trace(L"<--ReadServiceText: no key %d\n", lResult);
+        Trace(L"<--ReadConfiguredText: no key %d\n", lResult);
         return;
     }
     if (ReadStringFromRegistry(key, valueName, &value)) {
@@ -51,76 +52,7 @@ static void ReadServiceText(LPCWSTR base, LPCWSTR name, LPCWSTR valueName, LPWST
         free(value);
     }
     RegCloseKey(key);
-    Trace(L"<--ReadServiceText: %s\n", text);
-}
-
-static DWORD WindowsMajorVersion(void) {
-    OSVERSIONINFOW version = {};
-
-    version.dwOSVersionInfoSize = sizeof(version);
-    return GetVersionExW(&version) ? version.dwMajorVersion : 0;
-}
-
-// A work buffer for one answer; released with VirtualFree.
-static BYTE* AllocateAnswer(DWORD cbAnswer) {
-    return static_cast<BYTE*>(
-        VirtualAlloc(NULL, cbAnswer, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
-}
-
-// The outcome of asking a driver for its task list.
-enum TaskAnswer { TASK_LISTED, TASK_UNKNOWN, TASK_NOT_SUPPORTED };
-
-static TaskAnswer AskTaskOffload(HANDLE device, LPWSTR text) {
-    TaskOffloadCaps caps = {};
-    DWORD cbAnswer = TASK_OFFLOAD_CB;
-
-    BYTE* answer = AllocateAnswer(cbAnswer);
-    if (answer == NULL)
-        return TASK_UNKNOWN;
-    SetLastError(ERROR_SUCCESS);
-    BOOL listed = QvGetDeviceCaps(&device, answer, &cbAnswer, &caps);
-    DWORD dwError = GetLastError();
-    VirtualFree(answer, 0, MEM_RELEASE);
-    if (listed) {
-        WordTaskOffload(text, &caps);
-        return TASK_LISTED;
-    }
-    return dwError == ERROR_NOT_SUPPORTED ? TASK_NOT_SUPPORTED : TASK_UNKNOWN;
-}
-
-static BOOL AskOffload60(HANDLE device, OffloadCaps60* caps) {
-    DWORD cbAnswer = OFFLOAD_60_CB;
-
-    BYTE* answer = AllocateAnswer(cbAnswer);
-    if (answer == NULL)
-        return FALSE;
-    BOOL known = QvGetDeviceCaps60(&device, answer, &cbAnswer, caps);
-    VirtualFree(answer, 0, MEM_RELEASE);
-    return known;
-}
-
-static void AskConnectionOffload(HANDLE device, ConnectionOffloadCaps* caps) {
-    DWORD cbAnswer = CONNECTION_OFFLOAD_CB;
-
-    BYTE* answer = AllocateAnswer(cbAnswer);
-    if (answer == NULL)
-        return;
-    QvGetDeviceConnectionOffloadCaps(&device, answer, &cbAnswer, caps);
-    VirtualFree(answer, 0, MEM_RELEASE);
-}
-
-// An NDIS 6 driver does not know the task list of NDIS 5: that is how the two are told apart.
-static void AskOffload(HANDLE device, LPWSTR text) {
-    OffloadCaps60 caps = {};
-    ConnectionOffloadCaps connection = {};
-
-    Trace(L"-->AskOffload:\n");
-    StringCchCopyW(text, VALUE_CCH, TEXT_UNKNOWN);
-    if (AskTaskOffload(device, text) == TASK_NOT_SUPPORTED && AskOffload60(device, &caps)) {
-        AskConnectionOffload(device, &connection);
-        WordOffload60(text, &caps, &connection);
-    }
-    Trace(L"<--AskOffload: %s\n", text);
+    Trace(L"<--ReadConfiguredText: %s\n", text);
 }
 
 static void AskMtu(HANDLE device, LPWSTR text) {
@@ -155,7 +87,10 @@ static void PermanentAddress(const GeneralSource* source, LPWSTR text) {
 }
 
 static void LinkSpeed(const GeneralSource* source, LPWSTR text) {
-    WordLinkSpeed(text, source->properties.linkSpeed, WindowsMajorVersion());
+    OSVERSIONINFOW version;
+    DWORD major = ReadWindowsVersion(&version) ? version.dwMajorVersion : 0;
+
+    WordLinkSpeed(text, source->properties.linkSpeed, major);
 }
 
 static void LinkStatus(const GeneralSource* source, LPWSTR text) {
@@ -163,7 +98,7 @@ static void LinkStatus(const GeneralSource* source, LPWSTR text) {
 }
 
 static void DriverName(const GeneralSource* source, LPWSTR text) {
-    ReadServiceText(SERVICES_KEY, source->details->service, VALUE_IMAGE_PATH, text);
+    ReadConfiguredText(SERVICES_KEY, source->details->service, VALUE_IMAGE_PATH, text);
 }
 
 static void DriverState(const GeneralSource* source, LPWSTR text) {
@@ -182,7 +117,7 @@ static void IpAddress(const GeneralSource* source, LPWSTR text) {
     WCHAR szGuid[GUID_CCH];
 
     PrintGuid(&source->entry->guid, szGuid);
-    ReadServiceText(INTERFACES_KEY, szGuid, VALUE_IP_ADDRESS, text);
+    ReadConfiguredText(INTERFACES_KEY, szGuid, VALUE_IP_ADDRESS, text);
 }
 
 static void Offload(const GeneralSource* source, LPWSTR text) {

@@ -136,8 +136,14 @@ BOOL DecodeTaskOffload(const BYTE* answer, DWORD cbAnswer, TaskOffloadCaps* caps
     return TRUE;
 }
 
+LPCWSTR Offload60HeaderFault(const BYTE* answer) {
+    if (answer[0] != OFFLOAD_RECORD_TYPE)
+        return L"Header Type mismatch";
+    return answer[1] != OFFLOAD_RECORD_REVISION ? L"Header Version mismatch" : NULL;
+}
+
 BOOL DecodeOffload60(const BYTE* answer, OffloadCaps60* caps) {
-    if (answer[0] != OFFLOAD_RECORD_TYPE || answer[1] != OFFLOAD_RECORD_REVISION)
+    if (Offload60HeaderFault(answer) != NULL)
         return FALSE;
     CopyMemory(caps, answer + RECORD_HEADER_CB, sizeof(*caps));
     return TRUE;

@@ -79,6 +79,9 @@ void FillTaskOffloadHeader(BYTE* answer);
 // back, ends the walk with what was read so far.
 BOOL DecodeTaskOffload(const BYTE* answer, DWORD cbAnswer, TaskOffloadCaps* caps);
 
+// What is wrong with the header of an NDIS 6 record, in the words of the trace, or NULL.
+LPCWSTR Offload60HeaderFault(const BYTE* answer);
+
 // Copies an NDIS 6 record. FALSE when its header is not that of such a record of revision 1; *caps
 // then stays as it was.
 //   answer  OFFLOAD_60_CB bytes, zeroed behind what the driver returned

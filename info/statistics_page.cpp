@@ -2,6 +2,7 @@
 #include "info/statistics_page.h"
 
 #include "device/adapter_driver.h"
+#include "include/page_notify.h"
 #include "include/resource.h"
 #include "info/adapter_text.h"
 #include "info/driver_query.h"
@@ -9,8 +10,6 @@
 #include "info/statistics_table.h"
 #include "inventory/tables.h"
 #include "inventory/trace.h"
-
-#include <prsht.h>
 
 constexpr int LIST_CX = 355; // pixels
 constexpr int LIST_CY = 250;
@@ -72,20 +71,6 @@ static void OnCommand(HWND hDlg, HWND control) {
     Trace(L"<--OnCommand:\n");
 }
 
-static INT_PTR OnNotify(HWND hDlg, const NMHDR* header) {
-    switch (header->code) {
-    case PSN_SETACTIVE:
-    case PSN_KILLACTIVE:
-    case PSN_APPLY:
-        SetWindowLongPtrW(hDlg, DWLP_MSGRESULT, PSNRET_NOERROR);
-        return TRUE;
-    case PSN_RESET:
-        return FALSE;
-    default:
-        return TRUE;
-    }
-}
-
 INT_PTR CALLBACK QvStatisticsDialogProc(HWND hDlg, UINT uMsg, WPARAM, LPARAM lParam) {
     if (uMsg == WM_INITDIALOG) {
         SetWindowLongPtrW(hDlg, DWLP_USER, lParam);
@@ -100,7 +85,7 @@ INT_PTR CALLBACK QvStatisticsDialogProc(HWND hDlg, UINT uMsg, WPARAM, LPARAM lPa
         OnCommand(hDlg, reinterpret_cast<HWND>(lParam));
         return FALSE;
     case WM_NOTIFY:
-        return OnNotify(hDlg, reinterpret_cast<const NMHDR*>(lParam));
+        return AnswerSheet(hDlg, reinterpret_cast<const NMHDR*>(lParam));
     case WM_DESTROY:
         SetWindowLongPtrW(hDlg, DWLP_USER, 0);
         return FALSE;

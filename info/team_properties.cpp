@@ -2,6 +2,7 @@
 #include "info/team_properties.h"
 
 #include "device/net_devices.h"
+#include "include/page_notify.h"
 #include "include/resource.h"
 #include "inventory/device_path.h"
 #include "inventory/tables.h"
@@ -11,7 +12,7 @@
 #include <prsht.h>
 #include <strsafe.h>
 
-constexpr DWORD MEMBER_NAME_CB = 522;
+constexpr DWORD MEMBER_NAME_CB = MEMBER_NAME_CCH * sizeof(WCHAR);
 
 static const WCHAR TEXT_ABSENT[] = L"dummy";
 
@@ -37,9 +38,9 @@ struct MemberSearch {
 };
 
 static void ShowMember(const MemberSearch* search, NetDevice* device, int member) {
-    WCHAR szName[MEMBER_NAME_CB / sizeof(WCHAR) + 1];
+    WCHAR szName[MEMBER_NAME_CCH + 1];
     LPWSTR name = search->team->nicNames[member];
-    // Beyond the list box nothing is deleted and nothing inserted.
+    // An order beyond the list box at most adds a row to it.
     WPARAM place = search->team->order[member];
 
     ReadDeviceName(device->set, &device->data, szName, ARRAYSIZE(szName), MEMBER_NAME_CB);
@@ -62,6 +63,8 @@ static WalkStep VisitForMembers(NetDevice* device, LPCWSTR instanceId, void* con
 }
 
 int PopulateAdaptersInTeam(HWND hDlg, SheetData** ppd, HWND hList) {
+    if (g_teamSelected < 0 || g_teamSelected >= MAX_TEAMS)
+        return 0;
     MemberSearch search = {&(*ppd)->teams[g_teamSelected], hList};
 
     Trace(L"-->PopulateAdaptersInTeam: %d\n", search.team->numNics);
@@ -100,29 +103,17 @@ static void ShowMethod(HWND list, DWORD mode) {
 void OnInitTeamPropertiesDialog(HWND hDlg) {
     Trace(L"-->OnInitTeamPropertiesDialog: %d\n", g_teamSelected);
     SheetData* ppd = GetSheetData(hDlg);
-    if (ppd == NULL || g_teamSelected < 0 || g_teamSelected >= MAX_TEAMS) {
-        Trace(L"<--OnInitTeamPropertiesDialog: no team\n");
+    if (ppd == NULL) {
+        Trace(L"<--OnInitTeamPropertiesDialog: no state record\n");
         return;
     }
-    DWORD mode = ppd->teams[g_teamSelected].TeamMode;
+    // Behind the team table there is nothing to show.
+    DWORD mode =
+        g_teamSelected >= 0 && g_teamSelected < MAX_TEAMS ? ppd->teams[g_teamSelected].TeamMode : 0;
     ShowMode(GetDlgItem(hDlg, IDC_TEAM_MODE), mode);
     ShowMethod(GetDlgItem(hDlg, IDC_TEAM_METHOD), mode);
     PopulateAdaptersInTeam(hDlg, &ppd, GetDlgItem(hDlg, IDC_TEAM_MEMBERS));
     Trace(L"<--OnInitTeamPropertiesDialog: 0x%x\n", mode);
-}
-
-static INT_PTR OnNotify(HWND hDlg, const NMHDR* header) {
-    switch (header->code) {
-    case PSN_RESET:
-        return FALSE;
-    case PSN_APPLY:
-    case PSN_KILLACTIVE:
-    case PSN_SETACTIVE:
-        SetWindowLongPtrW(hDlg, DWLP_MSGRESULT, 0);
-        return TRUE;
-    default:
-        return TRUE;
-    }
 }
 
 INT_PTR CALLBACK QvTeamPropertiesDialogProc(HWND hDlg, UINT uMsg, WPARAM, LPARAM lParam) {
@@ -136,7 +127,7 @@ INT_PTR CALLBACK QvTeamPropertiesDialogProc(HWND hDlg, UINT uMsg, WPARAM, LPARAM
 
     switch (uMsg) {
     case WM_NOTIFY:
-        return OnNotify(hDlg, reinterpret_cast<const NMHDR*>(lParam));
+        return AnswerSheet(hDlg, reinterpret_cast<const NMHDR*>(lParam));
     case WM_DESTROY:
         SetWindowLongPtrW(hDlg, DWLP_USER, 0);
         return FALSE;

@@ -11,5 +11,5 @@ void OnInitTeamPropertiesDialog(HWND hDlg);
 
 // Fills a list box with the members, each at its place of preference, and their names into the team's
 // row. A member that is not present shows as "dummy".
-// Returns 1, or 0 when the devices cannot be listed.
+// Returns 1, or 0 when the devices cannot be listed or g_teamSelected is no row of the team table.
 int PopulateAdaptersInTeam(HWND hDlg, SheetData** ppd, HWND hList);

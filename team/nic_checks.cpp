@@ -3,6 +3,7 @@
 
 #include "device/adapter_driver.h"
 #include "device/net_devices.h"
+#include "device/windows_version.h"
 #include "inventory/device_path.h"
 #include "inventory/registry.h"
 #include "inventory/trace.h"
@@ -67,13 +68,10 @@ static WalkStep VisitForOffload(NetDevice* device, void* context) {
 }
 
 static BOOL IsOtherThanWindowsXP(void) {
-    OSVERSIONINFOW version = {};
+    OSVERSIONINFOW version;
 
-    version.dwOSVersionInfoSize = sizeof(version);
-    if (!GetVersionExW(&version)) {
-        Trace(L"   IsOtherThanWindowsXP: unknown version %d\n", GetLastError());
+    if (!ReadWindowsVersion(&version))
         return FALSE;
-    }
     return version.dwPlatformId != VER_PLATFORM_WIN32_NT || version.dwMajorVersion != 5 ||
            version.dwMinorVersion != 1;
 }
