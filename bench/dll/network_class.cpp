@@ -59,12 +59,46 @@ std::wstring AddressOf(const std::wstring& instanceId) {
     return Format(L"%012I64X", address + VirtualSequence(AdapterGuid(instanceId)));
 }
 
+constexpr wchar_t kPermanentAddressOid[] = L"0x01010101";
+constexpr wchar_t kCurrentAddressOid[] = L"0x01010102";
+
+std::wstring AnswersKey(const std::wstring& guid) {
+    return AdapterKey(guid) + L"\\Oid";
+}
+
+void AnswerWithAddress(const std::wstring& guid, const std::wstring& address) {
+    const ULONGLONG number = wcstoull(address.c_str(), nullptr, 16);
+    BYTE bytes[6];
+    for (int i = 0; i < 6; i++)
+        bytes[i] = static_cast<BYTE>(number >> (8 * (5 - i)));
+    WriteBytes(AnswersKey(guid), kPermanentAddressOid, bytes, sizeof(bytes));
+    WriteBytes(AnswersKey(guid), kCurrentAddressOid, bytes, sizeof(bytes));
+}
+
+// A new adapter's driver answers as the machine's description says of all new ones.
+void GiveAnswers(const std::wstring& guid) {
+    if (KeyExists(AnswersKey(guid)))
+        return;
+    HKEY from = nullptr;
+    HKEY to = nullptr;
+    const std::wstring path = std::wstring(kMachineKey) + L"\\Oid";
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &from) != ERROR_SUCCESS)
+        return;
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, AnswersKey(guid).c_str(), 0, nullptr, 0,
+                        KEY_ALL_ACCESS, nullptr, &to, nullptr) == ERROR_SUCCESS) {
+        RegCopyTreeW(from, nullptr, to);
+        RegCloseKey(to);
+    }
+    RegCloseKey(from);
+}
+
 void Publish(const std::wstring& instanceId) {
     std::wstring driver = DriverKey(instanceId);
     if (driver.empty() || ValueExists(driver, L"NetworkAddress"))
         return;
     std::wstring address = AddressOf(instanceId);
     WriteText(driver, L"NetworkAddress", address);
+    AnswerWithAddress(AdapterGuid(instanceId), address);
     Journal(L"address-published", instanceId + L" " + address);
 }
 
@@ -140,6 +174,7 @@ void GiveIdentity(const std::wstring& instanceId, const SelectedDriver& selected
     WriteText(AdapterKey(guid), L"Device", instanceId);
     if (!ValueExists(AdapterKey(guid), L"Opens"))
         WriteNumber(AdapterKey(guid), L"Opens", 1);
+    GiveAnswers(guid);
     WriteNumber(BenchDeviceKey(instanceId), L"InstallState", 0);
 }
 

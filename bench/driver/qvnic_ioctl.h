@@ -12,10 +12,26 @@
 /* Where the driver's data are: every subkey is one adapter, named by its braced GUID. */
 #define QVNIC_ADAPTERS_KEY L"Software\\QvBench\\Adapters"
 
+/* An adapter's values. Only what is opened and started is served; missing counts as 0. */
+#define QVNIC_OPENS   L"Opens"   /* REG_DWORD */
+#define QVNIC_STARTED L"Started" /* REG_DWORD */
+/* REG_DWORD: after so many replies the device has been removed. Missing: it stays. */
+#define QVNIC_ANSWERS_LEFT L"AnswersLeft"
+/* REG_SZ: a network interface of the host, which answers what the adapter itself does not. While it is
+   missing the device counts as removed. */
+#define QVNIC_HOST_INTERFACE L"HostInterface"
+/* What Linux allows for an interface's name, in characters. */
+#define HOST_INTERFACE_CHARS 15
+
+/* An adapter's subkeys, whose values are named by OIDs, 0x00010107. An answer is REG_BINARY, or a
+   REG_DWORD, the status to refuse with. A step is 8 bytes, by which an answer of 8 bytes advances each
+   time it has been given. */
+#define QVNIC_ANSWERS L"Oid"
+#define QVNIC_STEPS   L"Step"
+
 /* CTL_CODE(FILE_DEVICE_PHYSICAL_NETCARD, 0x900, METHOD_BUFFERED, FILE_ANY_ACCESS), no input, no
-   output: re-read the adapters and create or delete their devices so that \\.\{GUID} opens exactly
-   for those whose values Opens and Started are both non-zero. An adapter whose device is still open
-   disappears once it is closed. */
+   output: re-read the adapters, so that \\.\{GUID} opens exactly for those that are served. Handles to
+   one that no longer is stay open and are refused for good. */
 #define QVNIC_IOCTL_SYNC 0x00172400u
 
 #endif

@@ -65,8 +65,15 @@ static OidAnswer NoConnectionOffload() {
     return Plain(offload);
 }
 
-OidAnswers StandardAnswers(unsigned number) {
+OidAnswers HostPortAnswers() {
     OidAnswers answers;
+    answers[OID_TCP_OFFLOAD_CURRENT_CONFIG] = Offload();
+    answers[OID_TCP_CONNECTION_OFFLOAD_CURRENT_CONFIG] = NoConnectionOffload();
+    return answers;
+}
+
+OidAnswers StandardAnswers(unsigned number) {
+    OidAnswers answers = HostPortAnswers();
     struct {
         BYTE bytes[6];
     } address = {{0x02, 0x51, 0x56, 0x00, 0x00, static_cast<BYTE>(number)}};
@@ -75,8 +82,6 @@ OidAnswers StandardAnswers(unsigned number) {
     answers[OID_GEN_LINK_SPEED] = Plain(kTenGigabit);
     answers[OID_GEN_MEDIA_CONNECT_STATUS] = Plain(NdisMediaStateConnected);
     answers[OID_GEN_MAXIMUM_FRAME_SIZE] = Plain(DWORD{1500});
-    answers[OID_TCP_OFFLOAD_CURRENT_CONFIG] = Offload();
-    answers[OID_TCP_CONNECTION_OFFLOAD_CURRENT_CONFIG] = NoConnectionOffload();
     DWORD row = 0;
     for (const DWORD oid : kStatistics) {
         row++;

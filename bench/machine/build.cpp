@@ -7,6 +7,7 @@
 #include "driver_control.h"
 #include "files.h"
 #include "layout.h"
+#include "live.h"
 #include "registry.h"
 #include "text.h"
 
@@ -24,6 +25,8 @@ namespace {
 constexpr size_t kInstalledNameBytes = 256;
 constexpr size_t kMemberNameBytes = 512;
 constexpr DWORD kVlanHostTeamNumber = 16;
+// Counts the answers of virtual adapters that are still to come.
+constexpr unsigned kNewAdapterNumber = 0;
 
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -55,6 +58,8 @@ class Builder {
         bool present = true;
         bool unbound = false; // paths that do not lead to the teaming protocol are switched off
         OidAnswers answers;
+        std::optional<DWORD> answersLeft;
+        std::wstring hostInterface;
     };
 
     void PlanAdapter(const MachineAdapter& adapter);
@@ -70,7 +75,7 @@ class Builder {
 
     void WriteMachineKey() const;
     void WriteServices() const;
-    void WriteDevice(const Planned& planned) const;
+    void WriteDevice(const std::wstring& section, const Planned& planned) const;
     void WriteConnection(const Planned& planned, unsigned number) const;
     void WriteInfs() const;
     void WriteNetworkConfiguration() const;
@@ -143,6 +148,8 @@ void Builder::PlanAdapter(const MachineAdapter& adapter) {
     planned.opens = adapter.opens;
     planned.present = adapter.present;
     planned.answers = adapter.answers;
+    planned.answersLeft = adapter.answersLeft;
+    planned.hostInterface = adapter.hostInterface;
     order_.push_back(adapter.name);
     planned_[adapter.name] = planned;
 }
@@ -261,6 +268,17 @@ void Builder::PlanVlan(const MachineVlan& vlan) {
     AddVlanBinding(host.guid, vlan.guid);
 }
 
+// Below an adapter's data, or below the machine's for the virtual adapters that are still to come.
+void WriteAnswers(const std::wstring& path, const OidAnswers& answers) {
+    const Key key = Key::Create(path + L"\\" QVNIC_ANSWERS);
+    if (!key) {
+        Fail(Narrow(path), ERROR_CANTWRITE);
+    }
+    for (const auto& [oid, answer] : answers) {
+        WriteAnswer(path, oid, answer);
+    }
+}
+
 void Builder::WriteMachineKey() const {
     const Key key = Key::Create(layout::kMachine);
     key.Set(L"Windows", machine_.windows);
@@ -273,6 +291,7 @@ void Builder::WriteMachineKey() const {
         key.Set(L"LockHolder", machine_.lockHolder);
         key.Set(L"LockSeconds", machine_.lockSeconds);
     }
+    WriteAnswers(layout::kMachine, StandardAnswers(kNewAdapterNumber));
 }
 
 // A driver's service as far as a program reads it.
@@ -311,7 +330,7 @@ void Builder::WriteServices() const {
     }
 }
 
-void Builder::WriteDevice(const Planned& planned) const {
+void Builder::WriteDevice(const std::wstring& section, const Planned& planned) const {
     NetDevice device = planned.device;
     if (planned.hasCharacteristics) {
         Replace(&device.driverValues,
@@ -329,17 +348,17 @@ void Builder::WriteDevice(const Planned& planned) const {
     }
     const std::wstring path = std::wstring(layout::kAdapters) + L"\\" + planned.guid;
     const Key adapter = Key::Create(path);
-    adapter.Set(L"Opens", planned.opens);
-    adapter.Set(L"Started", planned.disabled == 0);
+    adapter.Set(QVNIC_OPENS, planned.opens);
+    adapter.Set(QVNIC_STARTED, planned.disabled == 0);
     adapter.Set(L"Device", device.instance);
-    const Key answers = Key::Create(path + L"\\Oid");
-    if (!answers) {
-        Fail(Narrow(path), ERROR_CANTWRITE);
+    adapter.Set(layout::kSection, section);
+    if (planned.answersLeft) {
+        adapter.Set(QVNIC_ANSWERS_LEFT, *planned.answersLeft);
     }
-    for (const auto& [oid, answer] : planned.answers) {
-        answers.Set(answer.refused ? MachineValue::Number(Hex(oid), answer.status)
-                                   : MachineValue{Hex(oid), REG_BINARY, answer.bytes});
+    if (!planned.hostInterface.empty()) {
+        adapter.Set(QVNIC_HOST_INTERFACE, planned.hostInterface);
     }
+    WriteAnswers(path, planned.answers);
 }
 
 // Windows keeps a connection's name also while its device is away.
@@ -448,7 +467,7 @@ void Builder::Build() {
     for (const auto& section : order_) {
         const Planned& planned = planned_.at(section);
         if (planned.present) {
-            WriteDevice(planned);
+            WriteDevice(section, planned);
         }
         WriteConnection(planned, ++number);
     }

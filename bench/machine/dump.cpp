@@ -2,6 +2,7 @@
 // driver key shows below the device, whatever number it has.
 #include "machine.h"
 
+#include "../driver/qvnic_ioctl.h"
 #include "devices.h"
 #include "files.h"
 #include "layout.h"
@@ -151,7 +152,7 @@ void Dump::Device(const FoundDevice& device) {
            {L"InstallState", L"Disabled", L"Flags"});
     if (!device.guid.empty()) {
         Values(shown + L"\\bench", std::wstring(layout::kAdapters) + L"\\" + device.guid,
-               {L"Opens", L"Started"});
+               {QVNIC_OPENS, QVNIC_STARTED, QVNIC_HOST_INTERFACE});
         Tree(L"tcpip\\" + device.guid, std::wstring(layout::kInterfaces) + L"\\" + device.guid);
     }
     if (!device.service.empty()) {

@@ -10,6 +10,7 @@ namespace qvmachine::layout {
 constexpr wchar_t kBench[] = BENCH;
 constexpr wchar_t kMachine[] = BENCH L"\\Machine";
 constexpr wchar_t kAdapters[] = BENCH L"\\Adapters";
+constexpr wchar_t kSection[] = L"Section"; // an adapter's name in the machine file
 constexpr wchar_t kDevices[] = BENCH L"\\Devices";
 
 constexpr wchar_t kEnum[] = L"System\\CurrentControlSet\\Enum";

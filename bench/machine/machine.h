@@ -32,6 +32,7 @@ struct OidAnswer {
     bool refused = false;
     DWORD status = 0;
     std::vector<BYTE> bytes;
+    ULONGLONG step = 0; // by which an answer of 8 bytes advances each time it is given
 };
 using OidAnswers = std::map<DWORD, OidAnswer>;
 
@@ -39,6 +40,10 @@ using OidAnswers = std::map<DWORD, OidAnswer>;
 // statistics. The number tells adapters apart: it is the last byte of the address and part of every
 // counter.
 OidAnswers StandardAnswers(unsigned number);
+
+// What an adapter with a host interface answers of its own: only what the host's kernel has no word
+// for.
+OidAnswers HostPortAnswers();
 
 struct MachineAdapter {
     std::wstring name; // how teams and VLANs of the same machine refer to it
@@ -57,6 +62,8 @@ struct MachineAdapter {
     bool present = true; // false: its records stand, the device is gone
     bool driverKey = true;
     std::wstring ipAddress;           // empty: none
+    std::optional<DWORD> answersLeft; // after so many replies the device has been removed
+    std::wstring hostInterface;       // of the computer below, which answers the rest; empty: none
     std::vector<MachineValue> values; // of the driver key
     OidAnswers answers;
 };
@@ -137,6 +144,12 @@ bool MachineParse(const std::string& text, const std::wstring& source, Machine* 
 // Takes down whatever machine stands and builds this one; the driver runs afterwards. False: *error
 // says what failed and a part of the machine may stand.
 bool MachineBuild(const Machine& machine, std::wstring* error);
+
+// Changes what an adapter, a team or a VLAN of the machine that stands answers, under the programs that
+// run on it. The adapter goes by its section's name or by its GUID; key and value are those of a line
+// in its section: "oid NUMBER", "counter NUMBER", "opens" or "answers-left". False: *error says why.
+bool MachineChange(const std::wstring& adapter, const std::string& key, const std::string& value,
+                   std::wstring* error);
 
 // Takes the machine down: network devices, teaming records, INFs, the bench's own data, and
 // everything that a program running on the machine has left in these places. The driver's service

@@ -4,206 +4,24 @@
 
 #include "files.h"
 #include "text.h"
+#include "values.h"
 
 #include <algorithm>
 #include <functional>
-#include <stdexcept>
 
 using namespace qvmachine;
 
 namespace {
-
-struct Complaint : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-[[noreturn]] void Complain(const std::string& text) {
-    throw Complaint(text);
-}
-
-constexpr char kBlanks[] = " \t\r";
-
-std::string Trim(const std::string& text) {
-    const size_t first = text.find_first_not_of(kBlanks);
-    return first == std::string::npos
-               ? ""
-               : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-// A comment begins with a # at the line's start or after a blank, outside quotes.
-std::string WithoutComment(const std::string& line) {
-    bool quoted = false;
-    for (size_t i = 0; i < line.size(); i++) {
-        if (line[i] == '"') {
-            quoted = !quoted;
-        } else if (line[i] == '#' && !quoted && (i == 0 || strchr(kBlanks, line[i - 1]))) {
-            return line.substr(0, i);
-        }
-    }
-    return line;
-}
-
-std::wstring Unquoted(const std::string& value) {
-    if (value.empty() || value[0] != '"') {
-        return Wide(value);
-    }
-    if (value.size() < 2 || value.back() != '"') {
-        Complain("missing closing quote");
-    }
-    return Wide(value.substr(1, value.size() - 2));
-}
-
-std::vector<std::string> Words(const std::string& value) {
-    std::vector<std::string> words;
-    for (size_t start = value.find_first_not_of(kBlanks); start != std::string::npos;) {
-        const size_t end = std::min(value.find_first_of(kBlanks, start), value.size());
-        words.push_back(value.substr(start, end - start));
-        start = value.find_first_not_of(kBlanks, end);
-    }
-    return words;
-}
-
-std::vector<std::wstring> WideWords(const std::string& value) {
-    std::vector<std::wstring> words;
-    for (const auto& word : Words(value)) {
-        words.push_back(Wide(word));
-    }
-    return words;
-}
-
-unsigned long long Number(const std::string& value, unsigned long long limit) {
-    size_t used = 0;
-    unsigned long long number = 0;
-    try {
-        number = std::stoull(value, &used, 0);
-    } catch (const std::exception&) {
-        used = 0;
-    }
-    if (used == 0 || used != value.size() || value[0] == '-' || number > limit) {
-        Complain("not a number in range: " + value);
-    }
-    return number;
-}
-
-DWORD Dword(const std::string& value) {
-    return static_cast<DWORD>(Number(value, MAXDWORD));
-}
-
-// One of some words, as the index among them.
-DWORD Choice(const std::string& value, const std::vector<std::string>& words) {
-    const auto found = std::find(words.begin(), words.end(), value);
-    if (found == words.end()) {
-        std::string all;
-        for (const auto& word : words) {
-            all += (all.empty() ? "" : ", ") + word;
-        }
-        Complain("'" + value + "' is none of: " + all);
-    }
-    return static_cast<DWORD>(found - words.begin());
-}
-
-bool YesNo(const std::string& value) {
-    return Choice(value, {"no", "yes"}) == 1;
-}
-
-std::wstring Guid(const std::string& value) {
-    constexpr char kShape[] = "{00000000-0000-0000-0000-000000000000}";
-    bool good = value.size() == strlen(kShape);
-    for (size_t i = 0; good && i < value.size(); i++) {
-        good = kShape[i] == '0' ? isxdigit(static_cast<unsigned char>(value[i]))
-                                : value[i] == kShape[i];
-    }
-    if (!good) {
-        Complain("not a braced GUID: " + value);
-    }
-    return Upper(Wide(value));
-}
-
-// "02,51 56": two digits a byte, commas and blanks between them as one likes.
-std::vector<BYTE> HexBytes(const std::string& value) {
-    std::string digits;
-    for (const char c : value) {
-        if (isxdigit(static_cast<unsigned char>(c))) {
-            digits += c;
-        } else if (c != ',' && !strchr(kBlanks, c)) {
-            Complain("not hexadecimal bytes: " + value);
-        }
-    }
-    if (digits.size() % 2) {
-        Complain("an odd number of hexadecimal digits");
-    }
-    std::vector<BYTE> bytes;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
-bool StartsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-// "text" | 0x.. | multi:"a" "b" | hex(TYPE):..
-MachineValue Value(const std::string& name, const std::string& text) {
-    const std::wstring wideName = name == "@" ? L"" : Wide(name);
-    if (StartsWith(text, "hex(")) {
-        const size_t close = text.find("):");
-        if (close == std::string::npos) {
-            Complain("hex(TYPE):bytes is meant");
-        }
-        const DWORD type =
-            static_cast<DWORD>(std::stoul("0" + text.substr(4, close - 4), nullptr, 16));
-        return {wideName, type, HexBytes(text.substr(close + 2))};
-    }
-    if (StartsWith(text, "multi:")) {
-        std::vector<std::wstring> texts;
-        for (size_t at = text.find('"'); at != std::string::npos;) {
-            const size_t end = text.find('"', at + 1);
-            if (end == std::string::npos) {
-                Complain("missing closing quote");
-            }
-            texts.push_back(Wide(text.substr(at + 1, end - at - 1)));
-            at = text.find('"', end + 1);
-        }
-        return MachineValue::MultiText(wideName, texts);
-    }
-    if (StartsWith(text, "0x")) {
-        return MachineValue::Number(wideName, Dword(text));
-    }
-    return MachineValue::Text(wideName, Unquoted(text));
-}
-
-OidAnswer Answer(const std::string& value) {
-    OidAnswer answer;
-    const size_t colon = value.find(':');
-    const std::string kind = value.substr(0, colon);
-    const std::string rest = colon == std::string::npos ? "" : Trim(value.substr(colon + 1));
-    switch (Choice(kind, {"dword", "qword", "hex", "error"})) {
-    case 0:
-    case 1: {
-        const size_t size = kind == "dword" ? 4 : 8;
-        const unsigned long long number = Number(rest, size == 4 ? MAXDWORD : ~0ull);
-        answer.bytes.resize(size);
-        memcpy(answer.bytes.data(), &number, size);
-        break;
-    }
-    case 2:
-        answer.bytes = HexBytes(rest);
-        break;
-    default:
-        answer.refused = true;
-        answer.status = Dword(rest);
-    }
-    return answer;
-}
 
 // What any adapter's section collects before its answers are worked out.
 struct AnswerLines {
     bool standard = true;
     std::map<DWORD, std::optional<OidAnswer>> lines; // nothing: the OID has no answer
 
-    OidAnswers Resolve(unsigned number) const {
-        OidAnswers answers = standard ? StandardAnswers(number) : OidAnswers();
+    OidAnswers Resolve(OidAnswers answers) const {
+        if (!standard) {
+            answers.clear();
+        }
         for (const auto& [oid, answer] : lines) {
             if (answer) {
                 answers[oid] = *answer;
@@ -333,6 +151,8 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
         {"present", [=](auto& v) { a->present = YesNo(v); }},
         {"driver-key", [=](auto& v) { a->driverKey = YesNo(v); }},
         {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
+        {"answers-left", [=](auto& v) { a->answersLeft = AnswersLeft(v); }},
+        {"host-interface", [=](auto& v) { a->hostInterface = HostInterface(v); }},
     };
 }
 
@@ -421,14 +241,18 @@ void Parser::Answers(const std::string& key, const std::string& value) {
         answers_->standard = Choice(value, {"none", "standard"}) == 1;
         return;
     }
-    const DWORD oid = Dword(Trim(key.substr(4)));
-    answers_->lines[oid] = value == "none" ? std::optional<OidAnswer>() : Answer(value);
+    if (StartsWith(key, "counter ")) {
+        answers_->lines[Dword(Trim(key.substr(8)))] = Counter(value);
+        return;
+    }
+    answers_->lines[Dword(Trim(key.substr(4)))] = Answer(value);
 }
 
 void Parser::Set(const std::string& key, const std::string& value) {
     if (StartsWith(key, "value ") && values_) {
-        values_->push_back(Value(Trim(key.substr(6)), value));
-    } else if ((StartsWith(key, "oid ") || key == "answers") && answers_) {
+        values_->push_back(RegistryValue(Trim(key.substr(6)), value));
+    } else if ((StartsWith(key, "oid ") || StartsWith(key, "counter ") || key == "answers") &&
+               answers_) {
         Answers(key, value);
     } else if (const auto found = keys_.find(key); found != keys_.end()) {
         found->second(value);
@@ -510,13 +334,15 @@ Machine Parser::Finish() {
     CheckReferences();
     unsigned number = 0;
     for (auto& adapter : machine_.adapters) {
-        adapter.answers = allAnswers_[adapter.name].Resolve(++number);
+        number++;
+        adapter.answers = allAnswers_[adapter.name].Resolve(
+            adapter.hostInterface.empty() ? StandardAnswers(number) : HostPortAnswers());
     }
     for (auto& team : machine_.teams) {
-        team.answers = allAnswers_[team.name].Resolve(++number);
+        team.answers = allAnswers_[team.name].Resolve(StandardAnswers(++number));
     }
     for (auto& vlan : machine_.vlans) {
-        vlan.answers = allAnswers_[vlan.name].Resolve(++number);
+        vlan.answers = allAnswers_[vlan.name].Resolve(StandardAnswers(++number));
     }
     return std::move(machine_);
 }

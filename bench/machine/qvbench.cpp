@@ -10,6 +10,11 @@
 
 static const char kUsage[] = "qvbench check FILE   is this a machine file\n"
                              "qvbench build FILE   make this machine stand\n"
+                             "qvbench set ADAPTER oid NUMBER ANSWER\n"
+                             "qvbench set ADAPTER counter NUMBER START STEP\n"
+                             "qvbench set ADAPTER opens yes|no\n"
+                             "qvbench set ADAPTER answers-left COUNT|none\n"
+                             "                     change it under the programs that run\n"
                              "qvbench dump         print the machine that stands\n"
                              "qvbench sync         start its adapters' driver again\n"
                              "qvbench reset        take it down\n"
@@ -29,10 +34,25 @@ static int Load(const std::wstring& file, bool build) {
     return 0;
 }
 
+// KEY [NUMBER] VALUE, as in the adapter's section.
+static int Change(const std::wstring& adapter, const std::vector<std::wstring>& words) {
+    const size_t keyWords = words[0] == L"oid" || words[0] == L"counter" ? 2 : 1;
+    std::string key, value;
+    for (size_t i = 0; i < words.size(); i++) {
+        std::string& text = i < keyWords ? key : value;
+        text += (text.empty() ? "" : " ") + qvmachine::Narrow(words[i]);
+    }
+    std::wstring error;
+    return MachineChange(adapter, key, value, &error) ? 0 : Complain(error);
+}
+
 int wmain(int argc, wchar_t** argv) {
     const std::wstring verb = argc > 1 ? argv[1] : L"";
     if (argc == 3 && (verb == L"check" || verb == L"build")) {
         return Load(argv[2], verb == L"build");
+    }
+    if (argc > 3 && verb == L"set") {
+        return Change(argv[2], {argv + 3, argv + argc});
     }
     if (argc == 2 && verb == L"reset") {
         MachineReset();
