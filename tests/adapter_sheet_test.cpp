@@ -74,7 +74,7 @@ class AdapterSheet : public CreationTest {
     ImportInstead instead_;
 };
 
-TEST_F(AdapterSheet, IsOverThePageWithTheProgramsIconAndCaption) {
+TEST_F(AdapterSheet, IsOverThePageWithIconAndCaption) {
     OpenTeams();
     Ask({}, {0});
     ASSERT_EQ(1u, shown.size());
@@ -152,6 +152,24 @@ TEST_F(AdapterSheet, DoesNotOpenWithoutATick) {
     EXPECT_EQ(99, g_nicSelected);
     EXPECT_EQ(99, g_teamSelected);
     EXPECT_TRUE(Journal().empty());
+}
+
+TEST_F(AdapterSheet, DoesNotOpenBehindThePagesLife) {
+    OpenTeams();
+    SetWindowLongPtrW(page->window(), DWLP_USER, 0);
+    Ask({}, {0});
+    EXPECT_TRUE(shown.empty());
+    EXPECT_EQ(99, g_teamSelected);
+}
+
+TEST_F(AdapterSheet, IsNotThereYetForAnAdapterWithoutVlanPage) {
+    OpenTeams();
+    ClearJournal();
+    Ask({0}, {});
+    EXPECT_TRUE(shown.empty());
+    EXPECT_EQ(L"Adapter properties are not available in this version.", page->text(IDC_STATUS));
+    ASSERT_EQ(1u, Journal().size());
+    EXPECT_EQ(L"status", Journal()[0].kind);
 }
 
 TEST_F(AdapterSheet, HasTheVlanPageForAnAdapterOnlyWhereItCannotBeTeamed) {

@@ -8,9 +8,9 @@
 #include "harness/program.h"
 #include "harness/vlan_page_jobs.h"
 
-class VlanPageAdds : public VlanPageTest {};
+class VlanAdditions : public VlanPageTest {};
 
-TEST_F(VlanPageAdds, UnbindAndHideAPortBeforeItsFirstVlan) {
+TEST_F(VlanAdditions, UnbindAndHideAPortBeforeItsFirstVlan) {
     OpenOnPort();
     EXPECT_EQ("enabled shown", HostState());
     PaintWatch watch;
@@ -21,7 +21,7 @@ TEST_F(VlanPageAdds, UnbindAndHideAPortBeforeItsFirstVlan) {
                      Texts16{L"key-create record\\{port0}"} + VlanHostEvents(L"port0") +
                      BindingEvents(L"port0", L"\\Device\\{1}", 96) +
                      ValueSteps(0, L"0000000A", L"Voice") + RestartSteps(0) + kWaitCloses,
-                 Events());
+                 Told());
     EXPECT_EQ(Texts16{L"10 Voice"}, vlans->cells());
     EXPECT_FALSE(vlans->ticked(0));
     EXPECT_EQ(1, vlans->list()->numVlans);
@@ -31,7 +31,7 @@ TEST_F(VlanPageAdds, UnbindAndHideAPortBeforeItsFirstVlan) {
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageAdds, UnbindAndHideATeamBeforeItsFirstVlan) {
+TEST_F(VlanAdditions, UnbindAndHideATeamBeforeItsFirstVlan) {
     OpenOnTeam();
     EXPECT_EQ("enabled shown", HostState());
     PaintWatch watch;
@@ -42,13 +42,13 @@ TEST_F(VlanPageAdds, UnbindAndHideATeamBeforeItsFirstVlan) {
                      BindingEvents(L"port0", L"\\Device\\{1}", 96) +
                      BindingEvents(L"port1", L"\\Device\\{1}", 96) +
                      ValueSteps(1, L"00000FFF", L"Voice") + RestartSteps(1) + kWaitCloses,
-                 Events());
+                 Told());
     EXPECT_EQ(Texts16{L"4095 Voice"}, vlans->cells());
     EXPECT_EQ("disabled hidden", HostState());
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageAdds, LeaveTheHostAloneForItsSecondVlan) {
+TEST_F(VlanAdditions, LeaveTheHostAloneForItsSecondVlan) {
     OpenOnPort({{10, L"Voice"}});
     PaintWatch watch;
     vlans->add(L"20", L"Data");
@@ -56,7 +56,7 @@ TEST_F(VlanPageAdds, LeaveTheHostAloneForItsSecondVlan) {
                      VlanHostEvents(L"port0") +
                      BindingEvents(L"port0", L"\\Device\\{1}|\\Device\\{vlan10}", 190) +
                      ValueSteps(1, L"00000014", L"Data") + RestartSteps(1) + kWaitCloses,
-                 Events());
+                 Told());
     EXPECT_EQ((Texts16{L"10 Voice", L"20 Data"}), vlans->cells());
 
     OpenOnTeam({{10, L"Voice"}});
@@ -65,12 +65,12 @@ TEST_F(VlanPageAdds, LeaveTheHostAloneForItsSecondVlan) {
                      BindingEvents(L"port0", L"\\Device\\{1}|\\Device\\{vlan10}", 190) +
                      BindingEvents(L"port1", L"\\Device\\{1}|\\Device\\{vlan10}", 190) +
                      ValueSteps(2, L"00000014", L"Data") + RestartSteps(2) + kWaitCloses,
-                 Events());
+                 Told());
     EXPECT_EQ((Texts16{L"10 Voice", L"20 Data"}), vlans->cells());
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageAdds, AddTheUntaggedVlanUnderIdZero) {
+TEST_F(VlanAdditions, AddTheUntaggedVlanUnderIdZero) {
     OpenOnPort({{10, L"Voice"}});
     vlans->add(L"", L"", true);
     EXPECT_EQ((Texts16{L"10 Voice", L"0 Untagged"}), vlans->cells());
@@ -78,7 +78,7 @@ TEST_F(VlanPageAdds, AddTheUntaggedVlanUnderIdZero) {
     EXPECT_EQ((Texts16{L"10 Voice", L"0 Untagged"}), vlans->cells());
 }
 
-TEST_F(VlanPageAdds, AddNothingWhenTheDialogIsCancelled) {
+TEST_F(VlanAdditions, AddNothingWhenTheDialogIsCancelled) {
     OpenOnPort();
     const std::string before = MachineDump();
     const std::vector<std::vector<DialogStep>> ways = {
@@ -90,14 +90,14 @@ TEST_F(VlanPageAdds, AddNothingWhenTheDialogIsCancelled) {
         ClearJournal();
         vlans->owner().play(steps);
         vlans->command(IDC_ADD_VLAN);
-        ExpectEvents(kDialog, Events());
+        ExpectEvents(kDialog, Told());
     }
     EXPECT_EQ("", ChangedSince(before));
     EXPECT_EQ(0, vlans->rows());
     EXPECT_EQ(0, vlans->list()->numVlans);
 }
 
-TEST_F(VlanPageAdds, TellTheCodeOfAFirstVlanThatFailedAndLeaveTheHostUnbound) {
+TEST_F(VlanAdditions, TellTheCodeOfAFirstVlanThatFailedAndLeaveTheHostUnbound) {
     for (SheetOf host : {kNic, kTeam}) {
         Ports(2);
         machine.infs.clear();
@@ -113,7 +113,7 @@ TEST_F(VlanPageAdds, TellTheCodeOfAFirstVlanThatFailedAndLeaveTheHostUnbound) {
                 Texts16{L"message-box \"Error\" \"Failed to add vlan. Error=0x2\" type=0x30 -> "
                         L"IDCANCEL"} +
                 kWaitCloses,
-            Events());
+            Told());
         EXPECT_EQ("disabled hidden", HostState());
         EXPECT_EQ(0, vlans->rows());
         EXPECT_EQ(0, vlans->list()->numVlans);
@@ -122,7 +122,7 @@ TEST_F(VlanPageAdds, TellTheCodeOfAFirstVlanThatFailedAndLeaveTheHostUnbound) {
     }
 }
 
-TEST_F(VlanPageAdds, TellTheCodeThatTheCreationLeft) {
+TEST_F(VlanAdditions, TellTheCodeThatTheCreationLeft) {
     const struct {
         const wchar_t* fault;
         const wchar_t* code;
@@ -161,7 +161,7 @@ TEST_F(VlanPageAdds, TellTheCodeThatTheCreationLeft) {
     }
 }
 
-TEST_F(VlanPageAdds, TryAgainAfterAFailure) {
+TEST_F(VlanAdditions, TryAgainAfterAFailure) {
     OpenOnPort();
     Bench(L"fault SetupDiCreateDeviceInfoW 1 5");
     vlans->add(L"10", L"Voice");
@@ -174,7 +174,7 @@ TEST_F(VlanPageAdds, TryAgainAfterAFailure) {
     EXPECT_EQ("disabled hidden", HostState());
 }
 
-TEST_F(VlanPageAdds, LeaveTheWaitWindowOpenWhenThereIsNoMemoryForTheMessage) {
+TEST_F(VlanAdditions, LeaveTheWaitWindowOpenWhenThereIsNoMemoryForTheMessage) {
     unsigned calls = 0;
     for (bool memory : {true, false}) {
         Ports(1);
@@ -203,7 +203,7 @@ TEST_F(VlanPageAdds, LeaveTheWaitWindowOpenWhenThereIsNoMemoryForTheMessage) {
     }
 }
 
-TEST_F(VlanPageAdds, DoTheirWorkWithoutAWaitWindow) {
+TEST_F(VlanAdditions, DoTheirWorkWithoutAWaitWindow) {
     OpenOnPort();
     Bench(L"fault CreateDialogParamW 1 8");
     vlans->add(L"10", L"Voice");
@@ -215,9 +215,9 @@ TEST_F(VlanPageAdds, DoTheirWorkWithoutAWaitWindow) {
     EXPECT_EQ("enabled shown", HostState());
 }
 
-class VlanPageInTheProgram : public MachineTest {};
+class VlanPageOfTheProgram : public MachineTest {};
 
-TEST_F(VlanPageInTheProgram, ShowsTheWaitWindowWhileAVlanIsMadeAndAsksBeforeItGoes) {
+TEST_F(VlanPageOfTheProgram, ShowsTheWaitWindowWhileAVlanIsMadeAndAsksBeforeItGoes) {
     LoadAndBuild(L"team-vlans.txt");
     RunningProgram program;
     std::wstring error;

@@ -3,9 +3,9 @@
 
 static const wchar_t kQuestion[] = L"The following entries will be removed:-\r\n";
 
-class VlanPageRemoves : public VlanPageTest {};
+class VlanRemovals : public VlanPageTest {};
 
-TEST_F(VlanPageRemoves, RemoveNothingAndShowNothingWithoutATick) {
+TEST_F(VlanRemovals, RemoveNothingAndShowNothingWithoutATick) {
     OpenWithThree(kNic);
     const std::string before = MachineDump();
     vlans->remove({});
@@ -21,7 +21,7 @@ TEST_F(VlanPageRemoves, RemoveNothingAndShowNothingWithoutATick) {
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageRemoves, AskBeforeTheyRemoveAndTakeNoForAnAnswer) {
+TEST_F(VlanRemovals, AskBeforeTheyRemoveAndTakeNoForAnAnswer) {
     OpenWithThree(kNic);
     const std::string before = MachineDump();
     const struct {
@@ -52,7 +52,7 @@ TEST_F(VlanPageRemoves, AskBeforeTheyRemoveAndTakeNoForAnAnswer) {
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageRemoves, CountEveryRowAsTickedThatIsNotUnticked) {
+TEST_F(VlanRemovals, CountEveryRowAsTickedThatIsNotUnticked) {
     OpenWithThree(kNic);
     vlans->tick({});
     ListView_SetItemState(vlans->control(IDC_VLAN_LIST), 1, 0, LVIS_STATEIMAGEMASK);
@@ -62,7 +62,7 @@ TEST_F(VlanPageRemoves, CountEveryRowAsTickedThatIsNotUnticked) {
     EXPECT_EQ(std::wstring(kQuestion) + L"B: 20\r\n", catcher.boxes[0].text);
 }
 
-TEST_F(VlanPageRemoves, AskIn1999CharactersAtMost) {
+TEST_F(VlanRemovals, AskIn1999CharactersAtMost) {
     // Eight rows of one length and a ninth that makes the text as long as this; 64 as long as can be.
     for (size_t length : {1997, 1998, 1999, 2000, 2001, 2008, 2120, 0}) {
         SCOPED_TRACE(length);
@@ -87,7 +87,7 @@ TEST_F(VlanPageRemoves, AskIn1999CharactersAtMost) {
     }
 }
 
-TEST_F(VlanPageRemoves, RemoveNothingWithoutMemoryForTheQuestion) {
+TEST_F(VlanRemovals, RemoveNothingWithoutMemoryForTheQuestion) {
     OpenWithThree(kNic);
     const std::string before = MachineDump();
     vlans->tick({1});
@@ -108,7 +108,7 @@ static Texts16 QuestionEvents(const std::wstring& entries) {
             L"\" type=0x31 -> IDOK"};
 }
 
-TEST_F(VlanPageRemoves, TheLastVlanOfAPortThenShowsAndRebindsIt) {
+TEST_F(VlanRemovals, ShowAndRebindAPortBehindItsLastVlan) {
     OpenOnPort({{10, L"Voice"}});
     EXPECT_EQ("disabled hidden", HostState());
     Bench(L"message-box IDOK all");
@@ -119,7 +119,7 @@ TEST_F(VlanPageRemoves, TheLastVlanOfAPortThenShowsAndRebindsIt) {
             Texts16{L"value-delete record\\{port0}\\VlanBinding", L"key-delete record\\{port0}"} +
             RemoveAdapterEvents(L"vlan10", L"ROOT\\NET\\0000") +
             CharacteristicsEvents(L"port0", L"00000084") + RebindEvents(L"port0") + kWaitCloses,
-        Events());
+        Told());
     EXPECT_EQ("enabled shown", HostState());
     EXPECT_EQ(0, vlans->rows());
     EXPECT_EQ(0, vlans->list()->numVlans);
@@ -127,7 +127,7 @@ TEST_F(VlanPageRemoves, TheLastVlanOfAPortThenShowsAndRebindsIt) {
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageRemoves, TheLastVlanOfATeamThenShowsAndRebindsIt) {
+TEST_F(VlanRemovals, ShowAndRebindATeamBehindItsLastVlan) {
     OpenOnTeam({{10, L"Voice"}});
     EXPECT_EQ("disabled hidden", HostState());
     Bench(L"message-box IDOK all");
@@ -139,13 +139,13 @@ TEST_F(VlanPageRemoves, TheLastVlanOfATeamThenShowsAndRebindsIt) {
                      RemoveAdapterEvents(L"vlan10", L"ROOT\\NET\\0001") +
                      CharacteristicsEvents(L"ROOT\\NET\\0000", L"00000001") +
                      RebindEvents(L"team-1") + kWaitCloses,
-                 Events());
+                 Told());
     EXPECT_EQ("enabled shown", HostState());
     EXPECT_EQ(0, vlans->rows());
     EXPECT_EQ("", StillOpen());
 }
 
-TEST_F(VlanPageRemoves, TheHighestRowFirstAndLeavesTheHostHiddenBesideOthers) {
+TEST_F(VlanRemovals, TakeTheHighestRowFirstAndLeaveTheHostHiddenBesideOthers) {
     for (SheetOf host : {kNic, kTeam}) {
         OpenWithThree(host);
         Bench(L"message-box IDOK all");
@@ -165,13 +165,13 @@ TEST_F(VlanPageRemoves, TheHighestRowFirstAndLeavesTheHostHiddenBesideOthers) {
     }
 }
 
-TEST_F(VlanPageRemoves, AllVlansAndRebindsOnceBehindTheLast) {
+TEST_F(VlanRemovals, TakeAllVlansAndRebindOnceBehindTheLast) {
     for (SheetOf host : {kNic, kTeam}) {
         OpenWithThree(host);
         Bench(L"message-box IDOK all");
         vlans->remove({0, 1, 2});
         EXPECT_EQ(3u, RemovedDevices().size());
-        Texts16 events = Events();
+        Texts16 events = Told();
         auto at = [&](const std::wstring& event) {
             return std::find(events.begin(), events.end(), event) - events.begin();
         };
@@ -187,7 +187,7 @@ TEST_F(VlanPageRemoves, AllVlansAndRebindsOnceBehindTheLast) {
     }
 }
 
-TEST_F(VlanPageRemoves, TheOthersWhenOneFails) {
+TEST_F(VlanRemovals, GoOnWithTheOthersWhenOneFails) {
     const struct {
         int nth; // removal that fails
         Texts16 left;
@@ -210,7 +210,7 @@ TEST_F(VlanPageRemoves, TheOthersWhenOneFails) {
     }
 }
 
-TEST_F(VlanPageRemoves, NothingMoreOfAVlanWhoseRecordStays) {
+TEST_F(VlanRemovals, LeaveTheDeviceOfAVlanWhoseRecordStays) {
     OpenWithThree(kNic);
     const std::string before = MachineDump();
     Bench(L"message-box IDOK all");
@@ -221,7 +221,7 @@ TEST_F(VlanPageRemoves, NothingMoreOfAVlanWhoseRecordStays) {
     EXPECT_EQ(Texts16{L"1104"}, Texts(Journal(), L"dialog-close"));
 }
 
-TEST_F(VlanPageRemoves, TheSecondOfTwoWithoutShowingTheHostWhenTheFirstFails) {
+TEST_F(VlanRemovals, LeaveTheHostHiddenWhenTheFirstOfTwoStays) {
     OpenOnPort({{10, L"A"}, {20, L"B"}});
     Bench(L"message-box IDOK all");
     Bench(L"fault SetupDiRemoveDevice 2 5");
@@ -233,7 +233,7 @@ TEST_F(VlanPageRemoves, TheSecondOfTwoWithoutShowingTheHostWhenTheFirstFails) {
 
 // The column of GUIDs stays as it was until the page opens again, so a row behind the one removed
 // names its neighbour's device.
-TEST_F(VlanPageRemoves, ByTheGuidsThatStoodInTheRowsWhenThePageOpened) {
+TEST_F(VlanRemovals, GoByTheGuidsThatStoodInTheRowsWhenThePageOpened) {
     for (SheetOf host : {kNic, kTeam}) {
         OpenWithThree(host);
         Bench(L"message-box IDOK all");
@@ -264,7 +264,7 @@ TEST_F(VlanPageRemoves, ByTheGuidsThatStoodInTheRowsWhenThePageOpened) {
     }
 }
 
-TEST_F(VlanPageRemoves, WhatThePageItselfHasAdded) {
+TEST_F(VlanRemovals, TakeBackWhatThePageItselfHasAdded) {
     OpenOnTeam();
     const std::string before = MachineDump();
     vlans->add(L"10", L"Voice");

@@ -77,7 +77,8 @@ class VlanPageTest : public CreationTest {
             OpenOnTeam(three);
     }
 
-    Texts16 Events() const {
+    // The whole journal.
+    Texts16 Told() const {
         Texts16 lines;
         for (const Event& event : Journal())
             lines.push_back(Short(event.kind + (event.text.empty() ? L"" : L" ") + event.text));
@@ -89,7 +90,7 @@ class VlanPageTest : public CreationTest {
             devices.push_back(Short(text));
         return devices;
     }
-    // "bound shown" and the like of the host.
+    // Of the host: "enabled shown", or whatever its bindings and its place in the folder are.
     std::string HostState() const {
         const bool isTeam = hostOf_.nic < 0;
         const std::wstring guid = isTeam ? machine.teams[0].guid : machine.adapters[0].guid;
@@ -114,13 +115,7 @@ class VlanPageTest : public CreationTest {
         DWORD flags = std::stoul(lines[0].substr(lines[0].size() - 8), nullptr, 16);
         return state + (flags & 8 ? " hidden" : " shown");
     }
-    Texts16 Names() const {
-        Texts16 names;
-        for (int row = 0; row < vlans->list()->numVlans; row++)
-            names.push_back(vlans->list()->vlanNames[row]);
-        return names;
-    }
-    // Whether a device of the machine as loaded, or a new one, is still there.
+    // Whether the adapter of this GUID is there.
     static bool HasGuid(const std::wstring& guid) {
         const std::string dump = MachineDump();
         return dump.find("NetCfgInstanceId = REG_SZ \"" + std::string(guid.begin(), guid.end())) !=
