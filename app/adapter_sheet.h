@@ -3,6 +3,6 @@
 
 #include <windows.h>
 
-// Opens the sheet of the first ticked adapter, or else of the first ticked team. Nothing happens
-// when neither is ticked.
+// Opens, over the team configuration page hDlg, the sheet of the first ticked adapter, or else of the
+// first ticked team. Nothing happens when neither is ticked.
 void ShowPropertiesPage(HWND hDlg);

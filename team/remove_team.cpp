@@ -28,13 +28,15 @@ static const WCHAR TEXT_REMOVED[] = L"Team Removed.";
 static BOOL RemoveVlans(const GUID* teamGuid) {
     VlanList vlans = {};
 
+    Trace(L"-->RemoveVlans:\n");
     GetVlanListForTeam(teamGuid, &vlans);
     for (int vlan = 0; vlan < vlans.numVlans; vlan++) {
         if (!RemoveVlanFromNic(teamGuid, &vlans.vlanGuids[vlan], TRUE)) {
-            Trace(L"   RemoveTeam: vlan %d not removed 0x%x\n", vlan, GetLastError());
+            Trace(L"<--RemoveVlans: vlan %d not removed 0x%x\n", vlan, GetLastError());
             return FALSE;
         }
     }
+    Trace(L"<--RemoveVlans: %d\n", vlans.numVlans);
     return TRUE;
 }
 
@@ -114,8 +116,11 @@ int RemoveTeam(HWND hDlg) {
         return REMOVE_NOT_ATTEMPTED;
     }
     for (int k = 0; k < chosen; k++) {
-        if (selectedTeams[k] >= MAX_TEAMS)
+        // The team table ends before the list does; nothing is known of the members there.
+        if (selectedTeams[k] >= MAX_TEAMS) {
+            Trace(L"   RemoveTeam: row %d has no team\n", selectedTeams[k]);
             continue;
+        }
         TeamEntry* team = &ppd->teams[selectedTeams[k]];
         if (!RemoveVlans(&team->teamGuid)) {
             SetStatus(hDlg, TEXT_VLANS_STUCK);

@@ -7,4 +7,10 @@ if [[ ${CTEST_RESOURCE_GROUP_0_MACHINES:-} =~ id:([0-9]+) ]]; then
   read -r DISPLAY WINEPREFIX <<<"${!machine}"
   export DISPLAY WINEPREFIX
 fi
-exec timeout 600 wine "$@"
+# Programs of the Wine session that start beside the test would keep CTest's pipe open.
+output=$(mktemp)
+trap 'rm -f "$output"' EXIT
+status=0
+timeout 600 wine "$@" </dev/null >"$output" 2>&1 || status=$?
+cat "$output"
+exit "$status"

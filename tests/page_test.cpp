@@ -472,6 +472,7 @@ TEST_F(Page, IgnoresEverythingBeforeAndAfterItsLife) {
 
 TEST_F(Page, PropertiesAndRemovalBearAnyChoice) {
     LoadAndBuild(L"three-teams.txt");
+    Bench(L"fault PropertySheetW 1 0 all value=0"); // opens and is closed at once
     PageHost page;
     const std::vector<std::vector<int>> choices = {{}, {0}, {2}, {0, 1, 2}};
     for (const auto& nics : choices) {
@@ -483,6 +484,7 @@ TEST_F(Page, PropertiesAndRemovalBearAnyChoice) {
             for (int row : teams)
                 page.tickRow(IDC_TEAM_LIST, row);
             g_nicSelected = g_teamSelected = 99;
+            const unsigned before = Calls("PropertySheetW");
             page.command(IDC_PROPERTIES);
             int nic = nics.empty() ? -1 : nics[0];
             int team = teams.empty() || !nics.empty() ? -1 : teams[0];
@@ -490,6 +492,8 @@ TEST_F(Page, PropertiesAndRemovalBearAnyChoice) {
                 nic = team = 99; // nothing was chosen
             EXPECT_EQ(nic, g_nicSelected);
             EXPECT_EQ(team, g_teamSelected);
+            if (nic == -1)
+                EXPECT_EQ(before + 1, Calls("PropertySheetW")) << "a team has a sheet";
         }
     }
 }

@@ -178,8 +178,9 @@ TEST(TeamPageTemplate, IsAPageWithTheProgramsIcon) {
     }));
 }
 
-TEST(TeamPageTemplate, ShowsEveryControlWholeAndByItself) {
-    Dialog page = LoadTemplate(1100);
+static void ExpectEveryControlWholeAndByItself(int id) {
+    SCOPED_TRACE("dialog " + std::to_string(id));
+    Dialog page = LoadTemplate(id);
     const RECT whole = {0, 0, page.size.cx, page.size.cy};
     for (const Control& one : page.controls) {
         SCOPED_TRACE("control " + std::to_string(static_cast<int>(one.id)));
@@ -195,6 +196,105 @@ TEST(TeamPageTemplate, ShowsEveryControlWholeAndByItself) {
                     << "covers " << static_cast<int>(other.id);
         }
     }
+}
+
+TEST(Templates, ShowEveryControlWholeAndByItself) {
+    for (int id : {1100, 1104, 101, 102})
+        ExpectEveryControlWholeAndByItself(id);
+}
+
+// The controls that Tab stops at, in its order.
+static std::vector<DWORD> TabStops(const Dialog& dialog) {
+    std::vector<DWORD> ids;
+    for (const Control& control : dialog.controls) {
+        if (control.style & WS_TABSTOP)
+            ids.push_back(control.id);
+    }
+    return ids;
+}
+
+struct ExpectedControl {
+    DWORD id;
+    const wchar_t* kind;
+    DWORD styleMask;
+    DWORD style;
+    const wchar_t* text;
+};
+
+static void ExpectControls(const Dialog& dialog, const std::vector<ExpectedControl>& expected) {
+    ASSERT_EQ(expected.size(), dialog.controls.size());
+    for (const ExpectedControl& e : expected) {
+        SCOPED_TRACE(testing::PrintToString(e.text) + " " + std::to_string(static_cast<int>(e.id)));
+        auto control =
+            std::find_if(dialog.controls.begin(), dialog.controls.end(), [&](const Control& c) {
+                return c.id == e.id && (e.id != static_cast<DWORD>(-1) || c.text == e.text);
+            });
+        ASSERT_NE(dialog.controls.end(), control);
+        EXPECT_EQ(0, _wcsicmp(e.kind, control->kind.c_str()))
+            << testing::PrintToString(control->kind);
+        EXPECT_EQ(e.style, control->style & e.styleMask);
+        EXPECT_EQ(e.text, control->text);
+        EXPECT_TRUE(control->style & WS_VISIBLE);
+        EXPECT_FALSE(control->style & WS_DISABLED);
+    }
+}
+
+constexpr DWORD STATIC_ID = static_cast<DWORD>(-1);
+
+TEST(VlanPageTemplate, HasAListAndTwoButtons) {
+    std::wstring font;
+    Dialog page = LoadTemplate(101, &font);
+    EXPECT_EQ(L"VLAN", page.title);
+    EXPECT_EQ(L"MS Shell Dlg", font);
+    EXPECT_TRUE(page.style & WS_CHILD);
+    EXPECT_FALSE(page.style & WS_POPUP);
+    ExpectControls(page, {
+                             {1001, L"Button", KIND_MASK, BS_DEFPUSHBUTTON, L"Add ..."},
+                             {1002, L"Button", KIND_MASK, BS_PUSHBUTTON, L"Remove"},
+                             {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"List of VLANs:"},
+                             {1000, L"SysListView32", LVS_TYPEMASK | LVS_SINGLESEL,
+                              LVS_REPORT | LVS_SINGLESEL, L""},
+                         });
+    EXPECT_EQ((std::vector<DWORD>{1000, 1001, 1002}), TabStops(page));
+}
+
+TEST(VlanPageTemplate, HasRoomForItsColumnsBesideAScrollBar) {
+    Dialog page = LoadTemplate(101);
+    const Control* list = Find(page, 1000);
+    ASSERT_NE(nullptr, list);
+    RECT inPixels = list->rect;
+    HWND dialog = CreateDialogParamW(
+        ProgramModule(), MAKEINTRESOURCEW(101), GetDesktopWindow(),
+        [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; }, 0);
+    ASSERT_NE(nullptr, dialog);
+    EXPECT_TRUE(MapDialogRect(dialog, &inPixels));
+    DestroyWindow(dialog);
+    EXPECT_GE(inPixels.right - inPixels.left - 2 * GetSystemMetrics(SM_CXBORDER),
+              215 + 75 + GetSystemMetrics(SM_CXVSCROLL));
+}
+
+TEST(AddVlanTemplate, HasTwoFieldsABoxAndTwoButtons) {
+    std::wstring font;
+    Dialog dialog = LoadTemplate(102, &font);
+    EXPECT_EQ(L"Add Vlan", dialog.title);
+    EXPECT_EQ(L"MS Shell Dlg", font);
+    EXPECT_TRUE(dialog.style & WS_POPUP);
+    EXPECT_EQ(static_cast<DWORD>(WS_CAPTION | WS_SYSMENU),
+              dialog.style & (WS_CAPTION | WS_SYSMENU));
+    EXPECT_TRUE(dialog.style & DS_MODALFRAME);
+    ExpectControls(dialog,
+                   {
+                       {IDOK, L"Button", KIND_MASK, BS_DEFPUSHBUTTON, L"OK"},
+                       {IDCANCEL, L"Button", KIND_MASK, BS_PUSHBUTTON, L"Cancel"},
+                       {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"Vlan ID:"},
+                       {1003, L"Edit", ES_NUMBER | ES_AUTOHSCROLL | ES_READONLY | ES_MULTILINE,
+                        ES_NUMBER | ES_AUTOHSCROLL, L""},
+                       {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"Vlan Name:"},
+                       {1004, L"Edit", ES_NUMBER | ES_AUTOHSCROLL | ES_READONLY | ES_MULTILINE,
+                        ES_AUTOHSCROLL, L""},
+                       {1006, L"Button", KIND_MASK, BS_AUTOCHECKBOX, L"Untagged Vlan"},
+                   });
+    EXPECT_EQ((std::vector<DWORD>{1003, 1004, 1006, IDOK, IDCANCEL}), TabStops(dialog));
 }
 
 TEST(WaitDialogTemplate, HasATextAndAnIconAndNothingToPress) {

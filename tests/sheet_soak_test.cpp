@@ -118,7 +118,6 @@ TEST_F(SheetSoak, LeavesNothingBehindAfterTwoHundredSheets) {
     EXPECT_EQ(settled.userObjects, now.userObjects) << settled << "\n" << now;
     EXPECT_LE(now.privateBytes, settled.privateBytes + kSlack) << settled << "\n" << now;
     EXPECT_LE(now.heapBytes, settled.heapBytes + kSlack) << settled << "\n" << now;
-    std::cout << settled << "\n" << now << "\n";
     EXPECT_EQ(kOpenings, driver.sheets);
     EXPECT_GT(Calls("DeviceIoControl"), static_cast<unsigned>(kOpenings) * 50);
 }

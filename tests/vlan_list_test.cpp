@@ -9,6 +9,8 @@ using namespace std::string_literals;
 
 static const std::wstring kRecord0 = MEMBER_RECORDS_KEY L"\\{A0000000-0000-4000-8000-000000000001}";
 static const wchar_t kPort0[] = L"{A0000000-0000-4000-8000-000000000001}";
+static const std::wstring kRecord1 = MEMBER_RECORDS_KEY L"\\{A0000000-0000-4000-8000-000000000002}";
+static const wchar_t kTeam[] = L"{B0000000-0000-4000-8000-000000000001}";
 static const wchar_t kVoice[] = L"{C0000000-0000-4000-8000-000000000001}";
 static const wchar_t kData[] = L"{C0000000-0000-4000-8000-000000000002}";
 
@@ -30,23 +32,38 @@ static std::wstring Binding(const std::vector<std::wstring>& entries) {
     return binding + L'\0';
 }
 
+// A list between bytes that stay as they are.
+struct GuardedList {
+    BYTE before[4096];
+    VlanList list;
+    BYTE behind[4096];
+};
+
 class VlanLists : public MachineTest {
   protected:
     void SetUp() override {
-        list_ = std::make_unique<VlanList>();
+        memset(guarded_.get(), 0xa5, sizeof(GuardedList));
         Poison();
     }
+    void TearDown() override {
+        for (size_t i = 0; i < sizeof(guarded_->before); i++) {
+            EXPECT_EQ(0xa5, guarded_->before[i]) << "byte " << i << " before the list";
+            EXPECT_EQ(0xa5, guarded_->behind[i]) << "byte " << i << " behind the list";
+        }
+        MachineTest::TearDown();
+    }
     void Poison() {
-        memset(list_.get(), 0xee, sizeof(VlanList));
+        memset(list_, 0xee, sizeof(VlanList));
     }
 
-    // two-ports with this many VLANs on port0: ids 101 on, names "V1" on.
-    void BuildVlans(unsigned count) {
-        Load(L"two-ports");
+    // A machine with this many VLANs on port0 or on its team: ids 101 on, names "V1" on.
+    void BuildVlans(unsigned count, const std::wstring& host = L"port0") {
+        Load(host == L"port0" ? L"two-ports" : L"team-vlans");
+        machine.vlans.clear();
         for (unsigned number = 1; number <= count; number++) {
             MachineVlan vlan;
             vlan.name = L"vlan" + std::to_wstring(number);
-            vlan.host = L"port0";
+            vlan.host = host;
             vlan.id = 100 + number;
             vlan.vlanName = L"V" + std::to_wstring(number);
             vlan.guid = VlanGuid(number);
@@ -56,10 +73,14 @@ class VlanLists : public MachineTest {
 
     BOOL Read(const wchar_t* host = kPort0) {
         GUID guid = Guid(host);
-        return GetVlanListForNic(&guid, list_.get());
+        return GetVlanListForNic(&guid, list_);
+    }
+    BOOL ReadTeam(const std::wstring& team = kTeam) {
+        GUID guid = Guid(team);
+        return GetVlanListForTeam(&guid, list_);
     }
     BOOL Resolve(const std::vector<std::wstring>& entries) {
-        return GetVlanIdForDevices(Binding(entries).c_str(), list_.get());
+        return GetVlanIdForDevices(Binding(entries).c_str(), list_);
     }
 
     std::vector<std::wstring> names() const {
@@ -72,7 +93,22 @@ class VlanLists : public MachineTest {
         return {list_->vlanIds, list_->vlanIds + std::min<int>(list_->numVlans, MAX_VLANS)};
     }
 
-    std::unique_ptr<VlanList> list_;
+    // Of a machine of BuildVlans: as many as fit, and the 64th takes the first one's name.
+    void ExpectFirst(unsigned count) const {
+        const unsigned rows = std::min<unsigned>(count, MAX_VLANS);
+        ASSERT_EQ(rows, list_->numVlans);
+        for (unsigned row = 0; row < rows; row++) {
+            const bool lost = row == 0 && rows == MAX_VLANS;
+            EXPECT_EQ(lost ? L"" : L"V" + std::to_wstring(row + 1), list_->vlanNames[row]) << row;
+            EXPECT_EQ(101 + row, list_->vlanIds[row]) << row;
+            EXPECT_EQ(Guid(VlanGuid(row + 1)), list_->vlanGuids[row]) << row;
+        }
+        if (rows == MAX_VLANS)
+            EXPECT_EQ(L'1', list_->vlanNames[0][1]) << "one character is lost";
+    }
+
+    std::unique_ptr<GuardedList> guarded_ = std::make_unique<GuardedList>();
+    VlanList* list_ = &guarded_->list;
 };
 
 using Names = std::vector<std::wstring>;
@@ -169,6 +205,25 @@ TEST_F(VlanLists, TakeTheTextBehindTheLastBackslashAsTheBeginningOfAGuid) {
     }
 }
 
+TEST_F(VlanLists, ShowAVlanWithoutAnIdAsUntagged) {
+    LoadAndBuild(L"vlan-members");
+    DeviceSet devices;
+    for (bool wide : {false, true}) {
+        HKEY key = devices.driverKey(L"ROOT\\NET\\0000");
+        const ULONGLONG id = 10;
+        if (wide)
+            RegSetValueExW(key, VALUE_VLAN_ID, 0, REG_QWORD, reinterpret_cast<const BYTE*>(&id),
+                           sizeof(id));
+        else
+            EXPECT_EQ(ERROR_SUCCESS, RegDeleteValueW(key, VALUE_VLAN_ID));
+        RegCloseKey(key);
+        Poison();
+        EXPECT_TRUE(Read());
+        EXPECT_EQ((Names{L"Voice", L"Data"}), names());
+        EXPECT_EQ((Ids{0, 20}), ids());
+    }
+}
+
 TEST_F(VlanLists, LeaveOutAVlanWithoutAName) {
     Load(L"vlan-members");
     machine.vlans[0].vlanName.reset();
@@ -230,7 +285,7 @@ TEST_F(VlanLists, ReadNamesOfAnySizeAndState) {
                        MachineValue::Text(VALUE_VLAN_NAME, std::wstring(characters, L'x')));
         Poison();
         EXPECT_TRUE(Read());
-        EXPECT_EQ((Names{L"Data"}), names()) << "a name that does not fit cannot be read";
+        EXPECT_EQ((Names{std::wstring(259, L'x'), L"Data"}), names());
     }
 }
 
@@ -276,14 +331,7 @@ TEST_F(VlanLists, HoldUpTo64VlansAndTheLastOneTakesTheFirstOnesName) {
         Build();
         Poison();
         EXPECT_EQ(count != 0, Read() != FALSE);
-        const unsigned rows = std::min(count, 64u);
-        ASSERT_EQ(rows, list_->numVlans);
-        for (unsigned row = 0; row < rows; row++) {
-            const bool lost = row == 0 && rows == 64;
-            EXPECT_EQ(lost ? L"" : L"V" + std::to_wstring(row + 1), list_->vlanNames[row]) << row;
-            EXPECT_EQ(101 + row, list_->vlanIds[row]) << row;
-            EXPECT_EQ(Guid(VlanGuid(row + 1)), list_->vlanGuids[row]) << row;
-        }
+        ExpectFirst(count);
         EXPECT_EQ("", StillOpen());
     }
 }
@@ -298,6 +346,18 @@ TEST_F(VlanLists, PutTheUpperHalfOfThe64thIdIntoTheFirstName) {
     EXPECT_EQ(5, list_->vlanIds[63]);
     EXPECT_STREQ(L"A1", list_->vlanNames[0]);
     EXPECT_STREQ(L"V2", list_->vlanNames[1]);
+}
+
+TEST_F(VlanLists, KeepTheFirstNameWhenThe64thHasNoId) {
+    BuildVlans(64);
+    Build();
+    HKEY key = DeviceSet().driverKey(L"ROOT\\NET\\0063");
+    EXPECT_EQ(ERROR_SUCCESS, RegDeleteValueW(key, VALUE_VLAN_ID));
+    RegCloseKey(key);
+    EXPECT_TRUE(Read());
+    EXPECT_EQ(64, list_->numVlans);
+    EXPECT_EQ(0, list_->vlanIds[63]);
+    EXPECT_STREQ(L"V1", list_->vlanNames[0]);
 }
 
 TEST_F(VlanLists, AreEmptyWhenTheDevicesCannotBeListed) {
@@ -349,6 +409,190 @@ TEST_F(VlanLists, ChangeNothing) {
     LoadAndBuild(L"vlan-members");
     const std::string before = MachineDump();
     Read();
+    EXPECT_EQ("", ChangedSince(before));
+    EXPECT_TRUE(Lines(Journal()).empty());
+}
+
+// Of a team, whose members' records name its VLANs.
+class TeamVlanLists : public VlanLists {
+  protected:
+    static void Bind(const std::wstring& record, const std::vector<std::wstring>& vlans) {
+        const std::wstring all = Binding(vlans);
+        const BYTE* bytes = reinterpret_cast<const BYTE*>(all.data());
+        RegistrySet(record, {VALUE_VLAN_BINDING, REG_MULTI_SZ,
+                             std::vector<BYTE>(bytes, bytes + all.size() * sizeof(wchar_t))});
+    }
+    static void Unbind(const std::wstring& record) {
+        EXPECT_EQ(ERROR_SUCCESS,
+                  RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, record.c_str(), VALUE_VLAN_BINDING));
+    }
+};
+
+TEST_F(TeamVlanLists, ComeInTheOrderOfTheDevices) {
+    LoadAndBuild(L"team-vlans");
+    EXPECT_TRUE(ReadTeam());
+    EXPECT_EQ((Names{L"Voice", L"Data"}), names());
+    EXPECT_EQ((Ids{10, 20}), ids());
+    EXPECT_EQ(Guid(kVoice), list_->vlanGuids[0]);
+    EXPECT_EQ(Guid(kData), list_->vlanGuids[1]);
+    EXPECT_EQ("", StillOpen());
+}
+
+TEST_F(TeamVlanLists, AreThoseOfTheFirstMemberAlone) {
+    LoadAndBuild(L"team-vlans");
+    Bind(kRecord0, {Device(kVoice)});
+    EXPECT_TRUE(ReadTeam());
+    EXPECT_EQ((Names{L"Voice"}), names());
+    EXPECT_EQ(2u, Calls("RegOpenKeyExW")) << "the records' key and the first member's";
+    Unbind(kRecord0);
+    Poison();
+    EXPECT_TRUE(ReadTeam());
+    EXPECT_EQ((Names{}), names()) << "though the second member has two";
+    Bind(kRecord0, {Device(kVoice), Device(kData)});
+    Unbind(kRecord1);
+    Poison();
+    EXPECT_TRUE(ReadTeam());
+    EXPECT_EQ((Names{L"Voice", L"Data"}), names());
+    EXPECT_EQ("", StillOpen());
+}
+
+TEST_F(TeamVlanLists, AreNotThoseOfAnotherTeamOrOfAPlainHost) {
+    Load(L"three-teams");
+    for (unsigned number = 1; number <= 3; number++) {
+        MachineVlan vlan;
+        vlan.name = L"vlan" + std::to_wstring(number);
+        vlan.host = number == 1 ? L"team0" : number == 2 ? L"team1" : L"port6";
+        vlan.id = number;
+        vlan.vlanName = vlan.host;
+        vlan.guid = VlanGuid(number);
+        machine.vlans.push_back(vlan);
+    }
+    Build();
+    const struct {
+        std::wstring team;
+        Names names;
+    } cases[] = {{kTeam, {L"team0"}},
+                 {L"{B0000000-0000-4000-8000-000000000002}", {L"team1"}},
+                 {L"{B0000000-0000-4000-8000-000000000003}", {}},
+                 {L"{B0000000-0000-4000-8000-000000000004}", {}},
+                 {L"{A0000000-0000-4000-8000-000000000007}", {}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.team));
+        Poison();
+        EXPECT_TRUE(ReadTeam(c.team));
+        EXPECT_EQ(c.names, names());
+        EXPECT_EQ("", StillOpen());
+    }
+}
+
+TEST_F(TeamVlanLists, BelongToTheGuidBehindTheLastBackslashLetterForLetter) {
+    const std::wstring device = Device(kTeam);
+    const struct {
+        const char* what;
+        MachineValue binding; // of the only member
+        bool found;
+    } cases[] = {
+        {"as written", MachineValue::Text(VALUE_TEAM_BINDING, device), true},
+        {"another prefix", MachineValue::Text(VALUE_TEAM_BINDING, L"x\\y\\"s + kTeam), true},
+        {"without terminator", MachineValue::SizedText(VALUE_TEAM_BINDING, device, 92), true},
+        {"odd", MachineValue::SizedText(VALUE_TEAM_BINDING, device, 91), true},
+        {"odd, with half a terminator", MachineValue::SizedText(VALUE_TEAM_BINDING, device, 93),
+         true},
+        {"small letters",
+         MachineValue::Text(VALUE_TEAM_BINDING,
+                            L"\\Device\\{b0000000-0000-4000-8000-000000000001}"),
+         false},
+        {"a beginning", MachineValue::SizedText(VALUE_TEAM_BINDING, device, 90), false},
+        {"more", MachineValue::Text(VALUE_TEAM_BINDING, device + L" "), false},
+        {"without backslash", MachineValue::Text(VALUE_TEAM_BINDING, kTeam), false},
+        {"nothing behind it", MachineValue::Text(VALUE_TEAM_BINDING, L"\\Device\\"), false},
+        {"no bytes", {VALUE_TEAM_BINDING, REG_SZ, {}}, false},
+    };
+    LoadAndBuild(L"team-vlans");
+    RegistryDeleteTree(kRecord1);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        RegistrySet(kRecord0, c.binding);
+        Poison();
+        EXPECT_TRUE(ReadTeam());
+        EXPECT_EQ(c.found ? (Names{L"Voice", L"Data"}) : Names{}, names());
+        EXPECT_EQ("", StillOpen());
+    }
+}
+
+TEST_F(TeamVlanLists, ComeFromTheNextMemberWhenTheFirstCannotBeTold) {
+    const wchar_t* const faults[] = {L"fault RegOpenKeyExW 2 5", L"fault RegQueryValueExW 1 5",
+                                     L"fault RegQueryValueExW 2 5", L"fault calloc 1 8"};
+    LoadAndBuild(L"team-vlans");
+    Bind(kRecord0, {Device(kVoice)});
+    for (const wchar_t* fault : faults) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(fault)));
+        Bench(fault);
+        Poison();
+        EXPECT_TRUE(ReadTeam());
+        EXPECT_EQ((Names{L"Voice", L"Data"}), names());
+        EXPECT_EQ("", StillOpen());
+    }
+}
+
+TEST_F(TeamVlanLists, AreEmptyWhenTheFirstMembersListCannotBeRead) {
+    LoadAndBuild(L"team-vlans");
+    for (const wchar_t* fault :
+         {L"fault RegQueryValueExW 3 5", L"fault RegQueryValueExW 4 5", L"fault calloc 2 8",
+          L"fault SetupDiGetClassDevsW 1 8", L"fault RegEnumKeyW 1 5"}) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(fault)));
+        Bench(fault);
+        Poison();
+        EXPECT_TRUE(ReadTeam());
+        EXPECT_EQ(0, list_->numVlans);
+        EXPECT_EQ("", StillOpen());
+    }
+}
+
+TEST_F(TeamVlanLists, AreMissingAndEmptyWithoutTheRecordsKey) {
+    LoadAndBuild(L"team-vlans");
+    Bench(L"fault RegOpenKeyExW 1 5");
+    EXPECT_FALSE(ReadTeam());
+    EXPECT_EQ(0, list_->numVlans);
+    RegistryDeleteTree(MEMBER_RECORDS_KEY);
+    Poison();
+    EXPECT_FALSE(ReadTeam());
+    EXPECT_EQ(0, list_->numVlans);
+    EXPECT_FALSE(RegistryHasKey(MEMBER_RECORDS_KEY));
+    EXPECT_EQ("", StillOpen());
+}
+
+TEST_F(TeamVlanLists, EndWithARecordOfOddSizeOrWithoutTerminators) {
+    LoadAndBuild(L"team-vlans");
+    const std::wstring all = Binding({Device(kData), Device(kVoice)});
+    const BYTE* bytes = reinterpret_cast<const BYTE*>(all.data());
+    for (size_t cut : {0u, 1u, 2u, 3u, 4u, 5u}) {
+        SCOPED_TRACE(cut);
+        RegistrySet(kRecord0, {VALUE_VLAN_BINDING, REG_MULTI_SZ,
+                               std::vector<BYTE>(bytes, bytes + all.size() * 2 - cut)});
+        ImportInstead import("calloc", reinterpret_cast<void*>(AllocateBeforeAnEntry));
+        Poison();
+        EXPECT_TRUE(ReadTeam());
+        EXPECT_EQ((Names{L"Voice", L"Data"}), names());
+    }
+}
+
+TEST_F(TeamVlanLists, HoldUpTo64VlansAndWriteNothingBehindThemselves) {
+    for (unsigned count : {0u, 63u, 64u, 65u}) {
+        SCOPED_TRACE(count);
+        BuildVlans(count, L"team0");
+        Build();
+        Poison();
+        EXPECT_TRUE(ReadTeam());
+        ExpectFirst(count);
+        EXPECT_EQ("", StillOpen());
+    }
+}
+
+TEST_F(TeamVlanLists, ChangeNothing) {
+    LoadAndBuild(L"team-vlans");
+    const std::string before = MachineDump();
+    ReadTeam();
     EXPECT_EQ("", ChangedSince(before));
     EXPECT_TRUE(Lines(Journal()).empty());
 }

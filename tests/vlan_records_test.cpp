@@ -102,6 +102,23 @@ TEST_F(VlanBindings, KeepEveryEntryOfAListWithoutTerminators) {
     EXPECT_EQ(L"N\0a\0b"s, Stored(kScratch)->substr(0, 5));
 }
 
+// The bytes as they are stored.
+static std::string StoredBytes() {
+    char bytes[256] = {};
+    DWORD size = sizeof(bytes);
+    EXPECT_EQ(ERROR_SUCCESS, RegGetValueW(HKEY_LOCAL_MACHINE, kScratch, VALUE_VLAN_BINDING,
+                                          RRF_RT_ANY | RRF_NOEXPAND, nullptr, bytes, &size));
+    return std::string(bytes, size);
+}
+
+TEST_F(VlanBindings, KeepTheOldBytesAsTheyAreEvenAnOddNumberOfThem) {
+    Store(kScratch, L"ab\0\0"s, 1);
+    EXPECT_EQ(ERROR_SUCCESS, AddToVlanBinding(key_, L"N"));
+    EXPECT_EQ("N\0\0\0a\0b\0\0\0\0"s, StoredBytes().substr(0, 11));
+    EXPECT_THAT(Lines(Journal()).back(),
+                testing::EndsWith(L"VlanBinding REG_MULTI_SZ \"N|ab\" 11 bytes"s));
+}
+
 TEST_F(VlanBindings, KeepBothEntriesOfANameAddedTwiceAndLoseBothAtOnce) {
     EXPECT_EQ(ERROR_SUCCESS, AddToVlanBinding(key_, L"x"));
     EXPECT_EQ(ERROR_SUCCESS, AddToVlanBinding(key_, L"N"));
@@ -230,6 +247,31 @@ TEST_F(HostRecord, GetsItsNumberAndOrderRewrittenAndKeepsItsOtherValues) {
     EXPECT_EQ(0u, RegistryNumber(Record(0), VALUE_ORDER));
     EXPECT_EQ(L"\\Device\\x", RegistryText(Record(0), VALUE_TEAM_BINDING));
     EXPECT_EQ(Device(kNew) + L"\0old\0\0"s, Stored(Record(0)));
+    RegistrySet(Record(0), MachineValue::Number(VALUE_TEAM_NUMBER, 0x231));
+    RegistrySet(Record(0), MachineValue::Number(VALUE_ORDER, 1));
+    EXPECT_EQ(ERROR_SUCCESS, Change(0, kVoice, FALSE)) << "and again with the next";
+    EXPECT_EQ(16u, RegistryNumber(Record(0), VALUE_TEAM_NUMBER));
+    EXPECT_EQ(0u, RegistryNumber(Record(0), VALUE_ORDER));
+}
+
+TEST_F(HostRecord, GoesWithItsListWhoseFirstStringIsEmptyWhateverIsRemoved) {
+    for (const std::wstring& list : {L"\0"s, L"\0"s + Device(kVoice) + L"\0\0"s, L""s}) {
+        LoadAndBuild(L"vlan-members");
+        Store(Record(0), list);
+        EXPECT_EQ(ERROR_SUCCESS, Change(0, kNew, TRUE));
+        EXPECT_EQ((std::vector<std::wstring>{L"value-delete HKLM\\" + Record(0) + L"\\VlanBinding",
+                                             L"key-delete HKLM\\" + Record(0)}),
+                  Lines(Journal()));
+        EXPECT_EQ("", StillOpen());
+    }
+}
+
+TEST_F(HostRecord, StaysWhenItCannotBeToldWhetherAVlanIsLeft) {
+    LoadAndBuild(L"vlan-members");
+    Bench(L"fault RegQueryValueExW 3 5");
+    EXPECT_EQ(ERROR_SUCCESS, Change(0, kVoice, TRUE));
+    EXPECT_EQ(Device(kData) + L"\0\0\0"s, Stored(Record(0)));
+    EXPECT_EQ("", StillOpen());
 }
 
 TEST_F(HostRecord, TellsWhatFailedAndGoesNoFurther) {
@@ -294,6 +336,8 @@ TEST_F(HostRecord, StaysWhenTheRemovalOfAVlanFails) {
 TEST_F(HostRecord, OfAHostWithoutVlansHasNothingToRemove) {
     LoadAndBuild(L"vlan-members");
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, Change(2, kVoice, TRUE));
+    EXPECT_EQ(std::vector<std::wstring>{L"key-create HKLM\\" + Record(2)}, Lines(Journal()))
+        << "an empty record is made and stays";
     EXPECT_EQ("", StillOpen());
 }
 

@@ -19,17 +19,17 @@ static const WCHAR TEXT_BLANK[] = L"Vlan Name should not be blank";
 static const WCHAR TEXT_FULL[] =
     L"Number of Vlans has exceeded limit of 64 vlans. Try deleting some vlans";
 
-// What the user is told of each verdict, and the field that is to be typed again.
+// The field that is to be typed again after each verdict, and what the user is told.
 static const struct {
     VlanVerdict verdict;
-    LPCWSTR text;
     int field;
+    LPCWSTR text;
 } refusals[] = {
-    {VLAN_ID_IN_USE, TEXT_IN_USE, IDC_VLAN_ID},
-    {VLAN_NAME_IN_USE, TEXT_IN_USE, IDC_VLAN_NAME},
-    {VLAN_ID_OUT_OF_RANGE, TEXT_OUT_OF_RANGE, IDC_VLAN_ID},
-    {VLAN_NAME_BLANK, TEXT_BLANK, IDC_VLAN_NAME},
-    {VLAN_LIST_FULL, TEXT_FULL, 0},
+    {VLAN_ID_IN_USE, IDC_VLAN_ID, TEXT_IN_USE},
+    {VLAN_NAME_IN_USE, IDC_VLAN_NAME, TEXT_IN_USE},
+    {VLAN_ID_OUT_OF_RANGE, IDC_VLAN_ID, TEXT_OUT_OF_RANGE},
+    {VLAN_NAME_BLANK, IDC_VLAN_NAME, TEXT_BLANK},
+    {VLAN_LIST_FULL, 0, TEXT_FULL},
 };
 
 static void OnInitAddVlanDialog(HWND hDlg, HWND hPage) {

@@ -88,6 +88,7 @@ BOOL CreateVlanForNics(const GUID* hostGuid, LPCWSTR hostName, LPCWSTR vlanName,
         Trace(L"<--CreateVlanForNics: failed to install the new virtual adapter 0x%x\n", failcode);
         return FALSE;
     }
+    // All zero when memory ran out behind the installation; recorded as such, for the device is there.
     *vlanGuid = newGuid;
     LONG lResult = RecordVlan(hostGuid, &newGuid, isTeam, FALSE);
     if (lResult != ERROR_SUCCESS) {

@@ -18,24 +18,20 @@ struct VlanSearch {
 
 static void AppendVlan(HKEY driverKey, LPCWSTR guidText, VlanList* list) {
     DWORD vlanId = 0;
-    WCHAR szName[NAME_CCH + 1] = {};
-    DWORD cbName = NAME_CCH * sizeof(WCHAR);
+    LPWSTR name = NULL;
     WORD row = list->numVlans;
 
-    if (ReadDwordFromRegistry(driverKey, VALUE_VLAN_ID, &vlanId)) {
-        // The driver's id is 4 bytes wide, and the upper half of the last row's falls on the first
-        // name, which then shows as empty. Deliberate: a full list is told by it.
-        if (row == MAX_VLANS - 1)
-            list->vlanNames[0][0] = HIWORD(vlanId);
-    }
+    // The driver's id is 4 bytes wide, and the upper half of the last row's falls on the first name,
+    // which then shows as empty: kept as it is known.
+    if (ReadDwordFromRegistry(driverKey, VALUE_VLAN_ID, &vlanId) && row == MAX_VLANS - 1)
+        list->vlanNames[0][0] = HIWORD(vlanId);
     list->vlanIds[row] = LOWORD(vlanId);
-    LONG lResult = RegQueryValueExW(driverKey, VALUE_VLAN_NAME, NULL, NULL,
-                                    reinterpret_cast<LPBYTE>(szName), &cbName);
-    if (lResult != ERROR_SUCCESS) {
-        Trace(L"   AppendVlan: no name %d\n", lResult);
+    if (!ReadStringFromRegistry(driverKey, VALUE_VLAN_NAME, &name)) {
+        Trace(L"   AppendVlan: no name\n");
         return;
     }
-    StringCchCopyW(list->vlanNames[row], NAME_CCH, szName);
+    StringCchCopyW(list->vlanNames[row], NAME_CCH, name);
+    free(name);
     ParseGuid(guidText, &list->vlanGuids[row]);
     list->numVlans++;
 }

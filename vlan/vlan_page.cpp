@@ -118,17 +118,20 @@ static void CloseWaitWindow(HWND hWaitDlg) {
 
 // A host carries either its own protocols or its VLANs' ones.
 static void GiveUpProtocols(const SelectedAdapter* host) {
+    Trace(L"-->GiveUpProtocols:\n");
     EnableProtocolNicBindings(NULL, &host->entry->guid, 0, host->isTeam ? 0 : 1);
     ShowHideNic(&host->entry->guid, 1);
+    Trace(L"<--GiveUpProtocols:\n");
 }
 
 static void TakeBackProtocols(const SelectedAdapter* host) {
+    Trace(L"-->TakeBackProtocols:\n");
     ShowHideNic(&host->entry->guid, 0);
     EnableProtocolNicBindings(NULL, &host->entry->guid, 1, host->isTeam ? 0 : 1);
+    Trace(L"<--TakeBackProtocols:\n");
 }
 
-// FALSE leaves the please-wait window open, on purpose: a program that has no memory for a line of
-// text is not to be worked with any further.
+// FALSE leaves the please-wait window open, on purpose.
 static BOOL ShowNotAdded(HWND hDlg, DWORD dwError) {
     LPWSTR text = static_cast<LPWSTR>(calloc(NOT_ADDED_CCH, sizeof(WCHAR)));
 
@@ -202,14 +205,16 @@ static BOOL AskToRemove(HWND hDlg, const VlanList* list, LONG* rows, int* ticked
 }
 
 static void RemoveVlanRow(HWND hDlg, const SelectedAdapter* host, VlanList* list, LONG row) {
+    Trace(L"-->RemoveVlanRow: %d\n", row);
     if (RemoveVlanFromNic(&host->entry->guid, &list->vlanGuids[row], host->isTeam) != TRUE) {
-        Trace(L"   RemoveVlanRow: %d stays\n", row);
+        Trace(L"<--RemoveVlanRow: stays\n");
         return;
     }
     if (list->numVlans == 1)
         TakeBackProtocols(host);
     SendMessageW(GetDlgItem(hDlg, IDC_VLAN_LIST), LVM_DELETEITEM, row, 0);
     DropVlanRow(list, row);
+    Trace(L"<--RemoveVlanRow:\n");
 }
 
 static void OnRemoveVlans(HWND hDlg, VlanList* list) {

@@ -8,7 +8,7 @@
 INT_PTR CALLBACK QvVlansDialogProc(HWND hDlg, UINT uMsg, WPARAM wParam, LPARAM lParam);
 
 // Reads the host's VLANs into `list` and fills list view 1000 with them. "Add ..." and "Remove" are
-// disabled when the host's driver does not open. FALSE when the page has no list view.
+// disabled when the host's driver does not open. A host must be chosen. FALSE when the page has no list view.
 BOOL OnInitVlansDialog(HWND hDlg, VlanList* list);
 
 // Procedure of the modeless please-wait window that the page opens: WM_CLOSE destroys it.

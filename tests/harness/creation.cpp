@@ -74,14 +74,15 @@ Texts8 SplitLines(const std::string& text) {
 }
 
 struct Job {
+    int (*run)(HWND page);
     HWND page;
     int result;
 };
 
-DWORD WINAPI RunCreation(void* parameter) {
+DWORD WINAPI RunJob(void* parameter) {
     Job* job = static_cast<Job*>(parameter);
     SetLastError(0xdeadbeef);
-    job->result = CreateTeam(job->page);
+    job->result = job->run(job->page);
     return 0;
 }
 
@@ -196,15 +197,26 @@ void CreationTest::Open(const std::vector<int>& rows, DWORD mode,
 }
 
 Outcome CreationTest::Create(const std::vector<Stop>& stops) {
-    Outcome outcome;
+    return Run(CreateTeam, stops);
+}
+
+Outcome CreationTest::Run(int (*run)(HWND page), const std::vector<Stop>& stops) {
     std::string before = MachineDump();
+    Outcome outcome = Perform(run, stops);
+    for (const std::string& line : DumpDifference(before, MachineDump()))
+        outcome.difference.push_back(Narrow(Short(Wide(line))));
+    return outcome;
+}
+
+Outcome CreationTest::Perform(int (*run)(HWND page), const std::vector<Stop>& stops) {
+    Outcome outcome;
     Bench(L"reset-open");
     ClearJournal();
     if (!stops.empty())
         Bench(L"hold " + stops[0].call + L" " + std::to_wstring(stops[0].nth));
 
-    Job job = {page->window(), -1};
-    HANDLE thread = CreateThread(nullptr, 0, RunCreation, &job, 0, nullptr);
+    Job job = {run, page->window(), -1};
+    HANDLE thread = CreateThread(nullptr, 0, RunJob, &job, 0, nullptr);
     bool ended = false;
     for (size_t i = 0; i < stops.size() && !ended; i++) {
         std::wstring held;
@@ -233,8 +245,6 @@ Outcome CreationTest::Create(const std::vector<Stop>& stops) {
             outcome.events.push_back(
                 Short(event.kind + (event.text.empty() ? L"" : L" ") + event.text));
     }
-    for (const std::string& line : DumpDifference(before, MachineDump()))
-        outcome.difference.push_back(Narrow(Short(Wide(line))));
 
     std::wstring open = Bench(L"open");
     std::wistringstream counts(open);

@@ -1,4 +1,4 @@
-// One team creation on a simulated machine, and everything that it changed, in words short enough
+// One team job on a simulated machine, and everything that it changed, in words short enough
 // to be listed in full: "port0" stands for the device of the adapter of that name, "{port0}" for
 // its GUID, "team0" and "{1}" for the first virtual adapter made, "record\" for the member records'
 // key.
@@ -72,6 +72,12 @@ class CreationTest : public MachineTest {
     // Creates the team as the program does, on a worker while this thread serves the window. Fails
     // the test when a handle stays open or the network configuration stays locked.
     Outcome Create(const std::vector<Stop>& stops = {});
+
+    // The same with any job of a worker.
+    Outcome Run(int (*job)(HWND page), const std::vector<Stop>& stops = {});
+
+    // The same in less time: the outcome has no difference.
+    Outcome Perform(int (*job)(HWND page), const std::vector<Stop>& stops = {});
 
     std::wstring Short(const std::wstring& text) const;
 

@@ -1,0 +1,39 @@
+// Something is made on a simulated machine and removed again: the machine must be as it was before, but
+// for a few leftovers that are known.
+#pragma once
+
+#include "harness/removal.h"
+
+class RoundTripTest : public RemovalTest {
+  protected:
+    // A machine of so many free ports, with the page open.
+    void OpenPorts(int count);
+
+    // Opens the page on the machine as it has been described.
+    void Start();
+
+    // Opens the page anew on the machine that stands, as after a change that the page did not make.
+    void Reopen();
+
+    // From now on the machine has to come back to what it is now. Gives what it had to come back to.
+    std::string ComeBackToThis();
+    void ComeBackTo(const std::string& dump);
+
+    // The machine is back, but for the leftovers and these facts.
+    void ExpectBack(const Texts8& but = {});
+
+    void MakeTeam(const std::vector<int>& rows, DWORD mode, const std::wstring& name);
+    void RemoveTeams(const std::vector<int>& rows);
+    void RemoveTeamNamed(const std::wstring& name);
+
+    // So many VLANs, with ids from 0 on, which is the one without a tag.
+    static std::vector<GUID> MakeVlans(const GUID& host, const wchar_t* hostName, int count,
+                                       BOOL isTeam);
+    static int CountVlans(const GUID& host, BOOL isTeam);
+
+    // The middle one first, then the ones about it.
+    static void RemoveVlans(const GUID& host, std::vector<GUID> vlans, BOOL isTeam);
+
+  private:
+    std::string before_;
+};
