@@ -162,16 +162,6 @@ TEST_F(AdapterSheet, DoesNotOpenBehindThePagesLife) {
     EXPECT_EQ(99, g_teamSelected);
 }
 
-TEST_F(AdapterSheet, IsNotThereYetForAnAdapterWithoutVlanPage) {
-    OpenTeams();
-    ClearJournal();
-    Ask({0}, {});
-    EXPECT_TRUE(shown.empty());
-    EXPECT_EQ(L"Adapter properties are not available in this version.", page->text(IDC_STATUS));
-    ASSERT_EQ(1u, Journal().size());
-    EXPECT_EQ(L"status", Journal()[0].kind);
-}
-
 TEST_F(AdapterSheet, HasTheVlanPageForAnAdapterOnlyWhereItCannotBeTeamed) {
     const struct {
         const wchar_t* windows;

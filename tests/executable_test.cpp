@@ -220,6 +220,7 @@ static const std::map<std::string, std::set<std::string>> available = {
       "SetDlgItemTextW",
       "SetFocus",
       "SetWindowLongPtrW",
+      "SetWindowPos",
       "SetWindowTextW",
       "ShowWindow",
       "UpdateWindow"}},

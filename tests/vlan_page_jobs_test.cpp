@@ -223,7 +223,7 @@ TEST_F(VlanPageOfTheProgram, ShowsTheWaitWindowWhileAVlanIsMadeAndAsksBeforeItGo
     std::wstring error;
     program.tickRow(L"1004", 0);
     program.clickAndLeave(L"1001");
-    HWND page = program.waitDialog(101);
+    HWND page = program.openTab(L"VLAN", 1101, 101);
     HWND view = drive::FindControl(page, L"1000");
 
     program.clickAndLeave(L"1001", 101);

@@ -336,7 +336,7 @@ TEST_F(VlanPage, ShowsInTheProgramWhatItShowsHere) {
     RunningProgram program;
     program.tickRow(L"1004", 0);
     program.clickAndLeave(L"1001");
-    HWND page = program.waitDialog(101);
+    HWND page = program.openTab(L"VLAN", 1101, 101);
     HWND view = drive::FindControl(page, L"1000");
     EXPECT_EQ((Texts16{L"Vlan Name", L"Vlan ID"}), drive::ListColumns(view));
     auto rows = drive::ListRows(view);

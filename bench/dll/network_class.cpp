@@ -84,8 +84,8 @@ void GiveAnswers(const std::wstring& guid) {
     const std::wstring path = std::wstring(kMachineKey) + L"\\Oid";
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &from) != ERROR_SUCCESS)
         return;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, AnswersKey(guid).c_str(), 0, nullptr, 0,
-                        KEY_ALL_ACCESS, nullptr, &to, nullptr) == ERROR_SUCCESS) {
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, AnswersKey(guid).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                        nullptr, &to, nullptr) == ERROR_SUCCESS) {
         RegCopyTreeW(from, nullptr, to);
         RegCloseKey(to);
     }

@@ -43,6 +43,23 @@ HWND RunningProgram::waitDialog(int id) {
     return found;
 }
 
+HWND RunningProgram::openTab(const std::wstring& caption, int dialog, int page) {
+    HWND tabs = drive::FindControl(GetAncestor(waitDialog(dialog), GA_ROOT), L"SysTabControl32");
+    int current = -1;
+    const std::vector<std::wstring> captions = drive::TabCaptions(tabs, &current);
+    for (size_t i = 0; i < captions.size(); i++) {
+        POINT point = {};
+        std::wstring error;
+        if (captions[i] == caption && drive::TabPoint(tabs, static_cast<int>(i), &point)) {
+            EXPECT_TRUE(drive::MouseClick(tabs, point, false, &error))
+                << testing::PrintToString(error);
+            return waitDialog(page);
+        }
+    }
+    ADD_FAILURE() << "no tab " << testing::PrintToString(caption);
+    return nullptr;
+}
+
 void RunningProgram::waitGone(int id) {
     EXPECT_TRUE(drive::WaitUntil([&] { return drive::FindDialog(program_.id, id) == nullptr; }))
         << "dialog " << id << " stays open";

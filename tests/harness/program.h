@@ -23,6 +23,8 @@ class RunningProgram {
 
     HWND waitDialog(int id); // appears, or the test fails
     void waitGone(int id);
+    // Clicks the tab of the sheet around `dialog` and gives the page that comes to the front.
+    HWND openTab(const std::wstring& caption, int dialog, int page);
     HWND control(const std::wstring& name, int dialog = 1100);
     std::wstring text(const std::wstring& name, int dialog = 1100);
     void waitText(const std::wstring& name, const std::wstring& part, int dialog = 1100);
