@@ -20,6 +20,7 @@ struct Dialog {
     DWORD style = 0;
     SIZE size = {};
     std::wstring title;
+    std::wstring font;
     std::vector<Control> controls;
 };
 
@@ -45,14 +46,12 @@ class TemplateReader {
         if (dialog.style & DS_SETFONT) {
             take<WORD>();
             take<DWORD>();
-            font = name();
+            dialog.font = name();
         }
         for (WORD i = 0; i < count; i++)
             dialog.controls.push_back(control());
         return dialog;
     }
-
-    std::wstring font;
 
   private:
     template <typename T> T take() {
@@ -100,16 +99,12 @@ class TemplateReader {
     size_t at_ = 0;
 };
 
-static Dialog LoadTemplate(int id, std::wstring* font = nullptr) {
+static Dialog LoadTemplate(int id) {
     Bytes bytes = ProgramResource(RT_DIALOG, id);
     EXPECT_FALSE(bytes.empty()) << "dialog " << id;
     if (bytes.empty())
         return {};
-    TemplateReader reader(bytes);
-    Dialog dialog = reader.read();
-    if (font != nullptr)
-        *font = reader.font;
-    return dialog;
+    return TemplateReader(bytes).read();
 }
 
 static const Control* Find(const Dialog& dialog, DWORD id) {
@@ -121,87 +116,6 @@ static const Control* Find(const Dialog& dialog, DWORD id) {
 }
 
 constexpr DWORD KIND_MASK = 0xF; // a button's or static's kind
-
-TEST(TeamPageTemplate, HasItsControlsWithTheirTexts) {
-    const DWORD check = BS_AUTOCHECKBOX, push = BS_PUSHBUTTON;
-    const struct {
-        DWORD id;
-        const wchar_t* kind;
-        DWORD styleMask;
-        DWORD style;
-        const wchar_t* text;
-    } expected[] = {
-        {1002, L"SysListView32", LVS_TYPEMASK, LVS_REPORT, L""},
-        {1004, L"SysListView32", LVS_TYPEMASK, LVS_REPORT, L""},
-        {1008, L"Edit", ES_READONLY | ES_MULTILINE, 0, L""},
-        {1003, L"Button", KIND_MASK, check, L"Active Backup"},
-        {1006, L"Button", KIND_MASK, check, L"Tx Load Balancing"},
-        {1007, L"Button", KIND_MASK, check, L"802.3ad LACP"},
-        {1010, L"Button", KIND_MASK, check, L"Failback to Active"},
-        {1018, L"Button", KIND_MASK, push, L"Move Up"},
-        {1019, L"Button", KIND_MASK, push, L"Move Down"},
-        {1005, L"Button", KIND_MASK, push, L"Remove"},
-        {1000, L"Button", KIND_MASK, push, L"Create Team"},
-        {1001, L"Button", KIND_MASK, push, L"Properties"},
-        {1011, L"Button", KIND_MASK, check, L"Enable Tray Icon"},
-        {1009, L"Edit", ES_READONLY | ES_MULTILINE, ES_READONLY | ES_MULTILINE, L""},
-    };
-    Dialog page = LoadTemplate(1100);
-    std::set<DWORD> ids;
-    for (const auto& e : expected) {
-        SCOPED_TRACE(e.id);
-        ids.insert(e.id);
-        const Control* control = Find(page, e.id);
-        ASSERT_NE(control, nullptr);
-        EXPECT_EQ(0, _wcsicmp(e.kind, control->kind.c_str()))
-            << testing::PrintToString(control->kind);
-        EXPECT_EQ(e.style, control->style & e.styleMask);
-        EXPECT_EQ(e.text, control->text);
-        EXPECT_TRUE(control->style & WS_VISIBLE);
-        if (e.id != 1009)
-            EXPECT_TRUE(control->style & WS_TABSTOP);
-    }
-    for (const Control& control : page.controls) {
-        if (control.id != 0xFFFF && control.id != static_cast<DWORD>(-1))
-            EXPECT_EQ(1u, ids.count(control.id)) << "control " << control.id << " is not expected";
-    }
-}
-
-TEST(TeamPageTemplate, IsAPageWithTheProgramsIcon) {
-    std::wstring font;
-    Dialog page = LoadTemplate(1100, &font);
-    EXPECT_TRUE(page.style & WS_CHILD);
-    EXPECT_FALSE(page.style & WS_POPUP);
-    EXPECT_EQ(L"MS Shell Dlg", font);
-    EXPECT_TRUE(std::any_of(page.controls.begin(), page.controls.end(), [](const Control& c) {
-        return c.kind == L"Static" && (c.style & KIND_MASK) == SS_ICON && c.text == L"#102";
-    }));
-}
-
-static void ExpectEveryControlWholeAndByItself(int id) {
-    SCOPED_TRACE("dialog " + std::to_string(id));
-    Dialog page = LoadTemplate(id);
-    const RECT whole = {0, 0, page.size.cx, page.size.cy};
-    for (const Control& one : page.controls) {
-        SCOPED_TRACE("control " + std::to_string(static_cast<int>(one.id)));
-        RECT united;
-        UnionRect(&united, &whole, &one.rect);
-        EXPECT_TRUE(EqualRect(&whole, &united));
-        for (const Control& other : page.controls) {
-            RECT common;
-            bool group = (one.kind == L"Button" && (one.style & KIND_MASK) == BS_GROUPBOX) ||
-                         (other.kind == L"Button" && (other.style & KIND_MASK) == BS_GROUPBOX);
-            if (&one != &other && !group)
-                EXPECT_FALSE(IntersectRect(&common, &one.rect, &other.rect))
-                    << "covers " << static_cast<int>(other.id);
-        }
-    }
-}
-
-TEST(Templates, ShowEveryControlWholeAndByItself) {
-    for (int id : {1100, 1104, 101, 102})
-        ExpectEveryControlWholeAndByItself(id);
-}
 
 // The controls that Tab stops at, in its order.
 static std::vector<DWORD> TabStops(const Dialog& dialog) {
@@ -241,13 +155,84 @@ static void ExpectControls(const Dialog& dialog, const std::vector<ExpectedContr
 
 constexpr DWORD STATIC_ID = static_cast<DWORD>(-1);
 
+static void ExpectPage(const Dialog& page, const wchar_t* title) {
+    EXPECT_EQ(title, page.title);
+    EXPECT_EQ(static_cast<DWORD>(WS_CHILD | WS_DISABLED | WS_CAPTION | DS_SETFONT), page.style)
+        << "what a sheet wants of its pages";
+    EXPECT_EQ(L"MS Shell Dlg", page.font);
+}
+
+TEST(TeamPageTemplate, HasItsControlsWithTheirTexts) {
+    const DWORD push = BS_PUSHBUTTON, check = BS_AUTOCHECKBOX;
+    const DWORD list = LVS_REPORT | LVS_SHOWSELALWAYS | WS_BORDER;
+    const DWORD listMask = 0xFFFF | WS_BORDER;
+    const DWORD editMask = ES_READONLY | ES_MULTILINE | ES_AUTOHSCROLL | ES_AUTOVSCROLL | ES_NUMBER;
+    Dialog page = LoadTemplate(1100);
+    ExpectPage(page, L"Quovane Teaming");
+    ExpectControls(page,
+                   {
+                       {1002, L"SysListView32", listMask, list, L""},
+                       {1018, L"Button", KIND_MASK, push, L"Move Up"},
+                       {1019, L"Button", KIND_MASK, push, L"Move Down"},
+                       {STATIC_ID, L"Button", KIND_MASK, BS_GROUPBOX, L"Teaming Mode"},
+                       {1003, L"Button", KIND_MASK, check, L"Active Backup"},
+                       {1010, L"Button", KIND_MASK, check, L"Failback to Active"},
+                       {1006, L"Button", KIND_MASK, check, L"Tx Load Balancing"},
+                       {1007, L"Button", KIND_MASK, check, L"802.3ad LACP"},
+                       {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"Team &Name:"},
+                       {1008, L"Edit", editMask, ES_AUTOHSCROLL, L""},
+                       {1000, L"Button", KIND_MASK, push, L"Create Team"},
+                       {1004, L"SysListView32", listMask, list | LVS_SHAREIMAGELISTS, L""},
+                       {1005, L"Button", KIND_MASK, push, L"Remove"},
+                       {1001, L"Button", KIND_MASK, push, L"Properties"},
+                       {1011, L"Button", KIND_MASK, check, L"Enable Tray Icon"},
+                       {STATIC_ID, L"Static", KIND_MASK, SS_ICON, L"#102"},
+                       {1009, L"Edit", editMask, ES_READONLY | ES_MULTILINE | ES_AUTOVSCROLL, L""},
+                   });
+    EXPECT_EQ((std::vector<DWORD>{1002, 1018, 1019, 1003, 1010, 1006, 1007, 1008, 1000, 1004, 1005,
+                                  1001, 1011}),
+              TabStops(page));
+}
+
+TEST(GeneralPageTemplate, IsBareBecauseThePageMakesItsList) {
+    Dialog page = LoadTemplate(1101);
+    ExpectPage(page, L"General");
+    ExpectControls(page, {});
+}
+
+TEST(StatisticsPageTemplate, HasTwoButtonsBelowTheListThatThePageMakes) {
+    Dialog page = LoadTemplate(1102);
+    ExpectPage(page, L"Statistics");
+    ExpectControls(page, {
+                             {1012, L"Button", KIND_MASK, BS_PUSHBUTTON, L"Refresh"},
+                             {1013, L"Button", KIND_MASK, BS_PUSHBUTTON, L"Reset"},
+                         });
+    EXPECT_EQ((std::vector<DWORD>{1012, 1013}), TabStops(page));
+    for (const Control& button : page.controls)
+        EXPECT_GE(button.rect.top * 13 / 8, 15 + 250) << "the list is that high in pixels";
+}
+
+TEST(TeamPropertiesTemplate, HasTwoDropDownListsAndAListInNoOrderOfItsOwn) {
+    const DWORD combo = 0xFFFF, drop = CBS_DROPDOWNLIST;
+    Dialog page = LoadTemplate(1103);
+    ExpectPage(page, L"Properties");
+    ExpectControls(
+        page, {
+                  {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"Teaming Mode:"},
+                  {1015, L"ComboBox", combo, drop, L""},
+                  {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"Teaming Method:"},
+                  {1016, L"ComboBox", combo, drop, L""},
+                  {STATIC_ID, L"Button", KIND_MASK, BS_GROUPBOX, L"Preference Order"},
+                  {STATIC_ID, L"Static", KIND_MASK, SS_LEFT, L"Available Adapters in Team:"},
+                  {1017, L"ListBox", LBS_SORT | LBS_MULTIPLESEL | LBS_NOINTEGRALHEIGHT | WS_VSCROLL,
+                   LBS_NOINTEGRALHEIGHT | WS_VSCROLL, L""},
+              });
+    EXPECT_EQ((std::vector<DWORD>{1015, 1016, 1017}), TabStops(page));
+}
+
 TEST(VlanPageTemplate, HasAListAndTwoButtons) {
-    std::wstring font;
-    Dialog page = LoadTemplate(101, &font);
-    EXPECT_EQ(L"VLAN", page.title);
-    EXPECT_EQ(L"MS Shell Dlg", font);
-    EXPECT_TRUE(page.style & WS_CHILD);
-    EXPECT_FALSE(page.style & WS_POPUP);
+    Dialog page = LoadTemplate(101);
+    ExpectPage(page, L"VLAN");
     ExpectControls(page, {
                              {1001, L"Button", KIND_MASK, BS_DEFPUSHBUTTON, L"Add ..."},
                              {1002, L"Button", KIND_MASK, BS_PUSHBUTTON, L"Remove"},
@@ -267,10 +252,9 @@ TEST(VlanPageTemplate, HasRoomForItsColumnsBesideAScrollBar) {
 }
 
 TEST(AddVlanTemplate, HasTwoFieldsABoxAndTwoButtons) {
-    std::wstring font;
-    Dialog dialog = LoadTemplate(102, &font);
+    Dialog dialog = LoadTemplate(102);
     EXPECT_EQ(L"Add Vlan", dialog.title);
-    EXPECT_EQ(L"MS Shell Dlg", font);
+    EXPECT_EQ(L"MS Shell Dlg", dialog.font);
     EXPECT_TRUE(dialog.style & WS_POPUP);
     EXPECT_EQ(static_cast<DWORD>(WS_CAPTION | WS_SYSMENU),
               dialog.style & (WS_CAPTION | WS_SYSMENU));
@@ -299,15 +283,40 @@ TEST(WaitDialogTemplate, HasATextAndAnIconAndNothingToPress) {
     EXPECT_TRUE(wait.style & WS_POPUP);
     EXPECT_TRUE(wait.style & DS_MODALFRAME);
     EXPECT_FALSE(wait.style & WS_SYSMENU);
-    ASSERT_EQ(2u, wait.controls.size());
-    const Control* text = Find(wait, 1007);
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(L"Static", text->kind);
-    EXPECT_EQ(L"Please wait while the settings are being applied...", text->text);
-    const Control& icon = wait.controls[text == &wait.controls[0] ? 1 : 0];
-    EXPECT_EQ(L"Static", icon.kind);
-    EXPECT_EQ(static_cast<DWORD>(SS_ICON), icon.style & KIND_MASK);
-    EXPECT_EQ(L"#102", icon.text);
+    ExpectControls(wait, {
+                             {STATIC_ID, L"Static", KIND_MASK, SS_ICON, L"#102"},
+                             {1007, L"Static", KIND_MASK, SS_LEFT,
+                              L"Please wait while the settings are being applied..."},
+                         });
+}
+
+static void ExpectEveryControlWholeAndByItself(int id) {
+    SCOPED_TRACE("dialog " + std::to_string(id));
+    Dialog page = LoadTemplate(id);
+    for (Control& control : page.controls) {
+        if (control.kind == L"ComboBox") // its height is that of the list it drops
+            control.rect.bottom = control.rect.top + 14;
+    }
+    const RECT whole = {0, 0, page.size.cx, page.size.cy};
+    for (const Control& one : page.controls) {
+        SCOPED_TRACE("control " + std::to_string(static_cast<int>(one.id)));
+        RECT united;
+        UnionRect(&united, &whole, &one.rect);
+        EXPECT_TRUE(EqualRect(&whole, &united));
+        for (const Control& other : page.controls) {
+            RECT common;
+            bool group = (one.kind == L"Button" && (one.style & KIND_MASK) == BS_GROUPBOX) ||
+                         (other.kind == L"Button" && (other.style & KIND_MASK) == BS_GROUPBOX);
+            if (&one != &other && !group)
+                EXPECT_FALSE(IntersectRect(&common, &one.rect, &other.rect))
+                    << "covers " << static_cast<int>(other.id);
+        }
+    }
+}
+
+TEST(Templates, ShowEveryControlWholeAndByItself) {
+    for (int id : {1100, 1101, 1102, 1103, 1104, 101, 102})
+        ExpectEveryControlWholeAndByItself(id);
 }
 
 TEST(StringTable, HasTheTitles) {
