@@ -26,11 +26,22 @@ static INT_PTR WINAPI KeepSheet(LPCPROPSHEETHEADERW header) {
 }
 
 // As the product knows it; a test that names it gets a jump to it.
-static DLGPROC VlanPageProcedure() {
-    FARPROC found = GetProcAddress(hInstance, "_Z17QvVlansDialogProcP6HWND__jyx");
-    EXPECT_NE(nullptr, found);
+static DLGPROC Procedure(const char* symbol) {
+    FARPROC found = GetProcAddress(hInstance, symbol);
+    EXPECT_NE(nullptr, found) << symbol;
     return reinterpret_cast<DLGPROC>(found);
 }
+
+struct KnownPage {
+    int dialog;
+    int title;
+    const char* procedure;
+};
+
+static const KnownPage general = {1101, 404, "_Z22QvPropertiesDialogProcP6HWND__jyx"};
+static const KnownPage statistics = {1102, 402, "_Z22QvStatisticsDialogProcP6HWND__jyx"};
+static const KnownPage vlan = {101, 407, "_Z17QvVlansDialogProcP6HWND__jyx"};
+static const KnownPage team = {1103, 403, "_Z26QvTeamPropertiesDialogProcP6HWND__jyx"};
 
 class AdapterSheet : public CreationTest {
   protected:
@@ -59,6 +70,23 @@ class AdapterSheet : public CreationTest {
         shown.clear();
         g_nicSelected = g_teamSelected = 99;
         ShowPropertiesPage(page->window());
+    }
+
+    // The one sheet that opened has these pages, in this order.
+    void ExpectPages(const std::vector<KnownPage>& known) const {
+        ASSERT_EQ(1u, shown.size());
+        ASSERT_EQ(known.size(), shown[0].pages.size());
+        for (size_t at = 0; at < known.size(); at++) {
+            SCOPED_TRACE(at);
+            const PROPSHEETPAGEW& one = shown[0].pages[at];
+            EXPECT_EQ(sizeof(PROPSHEETPAGEW), one.dwSize);
+            EXPECT_EQ(static_cast<DWORD>(PSP_USETITLE), one.dwFlags);
+            EXPECT_EQ(hInstance, one.hInstance);
+            EXPECT_EQ(MAKEINTRESOURCEW(known[at].dialog), one.pszTemplate);
+            EXPECT_EQ(MAKEINTRESOURCEW(known[at].title), one.pszTitle);
+            EXPECT_EQ(Procedure(known[at].procedure), one.pfnDlgProc);
+            EXPECT_EQ(reinterpret_cast<LPARAM>(page->data()), one.lParam);
+        }
     }
 
     size_t VlanPages() const {
@@ -90,21 +118,23 @@ TEST_F(AdapterSheet, IsOverThePageWithIconAndCaption) {
     EXPECT_EQ(nullptr, header.pfnCallback);
 }
 
-TEST_F(AdapterSheet, HasTheVlanPageForATeam) {
+TEST_F(AdapterSheet, OfATeamHasFourPagesInOrder) {
     OpenTeams();
     Ask({}, {0});
-    ASSERT_EQ(1u, shown.size());
-    ASSERT_EQ(1u, VlanPages());
-    for (const PROPSHEETPAGEW& one : shown[0].pages) {
-        EXPECT_EQ(sizeof(PROPSHEETPAGEW), one.dwSize);
-        EXPECT_EQ(static_cast<DWORD>(PSP_USETITLE), one.dwFlags);
-        EXPECT_EQ(hInstance, one.hInstance);
-        EXPECT_EQ(reinterpret_cast<LPARAM>(page->data()), one.lParam);
-        if (one.pszTemplate == MAKEINTRESOURCEW(101)) {
-            EXPECT_EQ(VlanPageProcedure(), one.pfnDlgProc);
-            EXPECT_EQ(MAKEINTRESOURCEW(407), one.pszTitle);
-        }
-    }
+    ExpectPages({general, statistics, vlan, team});
+}
+
+TEST_F(AdapterSheet, OfAnAdapterHasNoTeamPage) {
+    OpenTeams();
+    Ask({0}, {});
+    ExpectPages({general, statistics});
+}
+
+TEST_F(AdapterSheet, OfAnAdapterThatCannotBeTeamedHasTheVlanPageLast) {
+    LoadAndBuild(L"xp-offload.txt");
+    Open({});
+    Ask({0}, {});
+    ExpectPages({general, statistics, vlan});
 }
 
 TEST_F(AdapterSheet, IsThatOfTheFirstTickedAdapterOrElseOfTheFirstTickedTeam) {

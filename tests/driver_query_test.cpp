@@ -262,6 +262,23 @@ TEST_F(DriverQueries, OfAnEmptyTaskListFailWithoutAnError) {
     }
 }
 
+TEST_F(DriverQueries, OfAnEmptyTaskListFailWithoutTheErrorThatTheAnswerLeft) {
+    // A call that succeeds may set the last error all the same.
+    DriverSpy spy([](const DriverQuery&, BYTE* output, DWORD* cbReturned) {
+        std::vector<BYTE> list = ConnectionTaskList();
+        list[12] = 0;
+        std::copy(list.begin(), list.end(), output);
+        *cbReturned = static_cast<DWORD>(list.size());
+        SetLastError(ERROR_NOT_SUPPORTED);
+        return TRUE;
+    });
+    BYTE buffer[216];
+    DWORD length = sizeof(buffer);
+    TaskOffloadCaps caps = {};
+    EXPECT_FALSE(QvGetDeviceCaps(&device_, buffer, &length, &caps));
+    EXPECT_EQ(0u, GetLastError());
+}
+
 TEST_F(DriverQueries, OfTheTaskListReadNothingBehindTheAnswer) {
     // The driver leaves a whole task in the buffer but says that it returned the header only.
     DriverSpy spy([](const DriverQuery&, BYTE* output, DWORD* cbReturned) {

@@ -194,6 +194,14 @@ TEST_F(GeneralPage, OfAServiceWithoutANameShowsNoDriver) {
     EXPECT_EQ(L"Unknown", Value(L"Driver Name")) << "no key can have such a name";
 }
 
+TEST_F(GeneralPage, FindsAServiceOfTheLongestName) {
+    const std::wstring longest(255, L'q'); // more no key may have
+    lstrcpynW(g_nicDetails[0].service, longest.c_str(), NAME_CCH);
+    RegistrySet(kServices + longest, MachineValue::Text(L"ImagePath", L"long.sys"));
+    EXPECT_EQ(L"long.sys", Value(L"Driver Name"));
+    RegistryDeleteTree(kServices + longest);
+}
+
 TEST_F(GeneralPage, WithoutAccessToItsKeysShowsTheRest) {
     Bench(L"fault RegCreateKeyExW 1 5 all");
     Rows rows = AllRows();
@@ -339,6 +347,8 @@ TEST_F(GeneralPage, ShowsTheFrameSizeAsItComes) {
     EXPECT_EQ(L"9014", Value(L"MTU"));
     AnswerOid(port(0).guid, kFrameSize, BytesOf(DWORD{0}));
     EXPECT_EQ(L"0", Value(L"MTU"));
+    AnswerOid(port(0).guid, kFrameSize, BytesOf(DWORD{0x80000000}));
+    EXPECT_EQ(L"-2147483648", Value(L"MTU")) << "signed";
     RefuseOid(port(0).guid, kFrameSize, kStatusNotSupported);
     const Rows rows = AllRows();
     ASSERT_EQ(12u, rows.size());

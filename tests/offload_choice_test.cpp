@@ -185,6 +185,19 @@ TEST_F(OffloadChoice, FollowsTheErrorOfTheQueryAndNotThatOfTheCleanUp) {
     Bench(L"reset-open");
 }
 
+TEST_F(OffloadChoice, AsksForAsManyBytesAsEachAnswerMayHave) {
+    DriverSpy spy;
+    SheetHost page(IDD_GENERAL_PAGE, QvPropertiesDialogProc);
+    std::vector<std::pair<DWORD, DWORD>> asked;
+    for (const DriverQuery& query : spy.queries) {
+        if (IsOffload(query.oid))
+            asked.emplace_back(query.oid, query.cbOutput);
+    }
+    EXPECT_THAT(asked, testing::ElementsAre(testing::Pair(kTaskOffload, 216),
+                                            testing::Pair(kOffload60, 112),
+                                            testing::Pair(kConnectionOffload, 20)));
+}
+
 TEST_F(OffloadChoice, AsksInPagesThatItReleases) {
     Oids asked;
     Bench(L"reset-counts");

@@ -167,7 +167,7 @@ TEST(TaskList, EndsWithTheWorkBufferWhateverTheDriverSaysItGave) {
     // The last task reaches over the end by less than its own length.
     for (DWORD over : {1u, 4u, 19u, 20u, 0x10000u}) {
         Put(&buffer, 64 + kNext, TASK_OFFLOAD_CB - kTask + over - 64);
-        for (DWORD given : {TASK_OFFLOAD_CB, DWORD{0xFFFFFFFF}})
+        for (DWORD given : {TASK_OFFLOAD_CB, TASK_OFFLOAD_CB + 1, DWORD{4096}, DWORD{0xFFFFFFFF}})
             EXPECT_EQ(kChecksum, Shown(buffer, given)) << over << " over, given " << given;
     }
 }

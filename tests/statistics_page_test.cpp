@@ -114,6 +114,22 @@ TEST_F(StatisticsPage, MakesItsListInsideThePage) {
     EXPECT_EQ(2, Header_GetItemCount(ListView_GetHeader(list)));
     EXPECT_EQ(Row(L"Name", L"200"), page.column(0));
     EXPECT_EQ(Row(L"Value", L"130"), page.column(1));
+    LVCOLUMNW column = {};
+    column.mask = LVCF_FMT;
+    EXPECT_TRUE(ListView_GetColumn(list, 1, &column));
+    EXPECT_EQ(LVCFMT_LEFT, column.fmt & LVCFMT_JUSTIFYMASK);
+}
+
+TEST_F(StatisticsPage, HasItsListInFrontOfTheButtonsForTheTabKey) {
+    Page page;
+    for (int time : {0, 1}) {
+        HWND window = page.window();
+        EXPECT_EQ(page.list(), GetNextDlgTabItem(window, nullptr, FALSE)) << time;
+        EXPECT_EQ(page.control(IDC_REFRESH), GetNextDlgTabItem(window, page.list(), FALSE));
+        EXPECT_EQ(page.control(IDC_RESET),
+                  GetNextDlgTabItem(window, page.control(IDC_REFRESH), FALSE));
+        page.press(IDC_REFRESH);
+    }
 }
 
 TEST_F(StatisticsPage, RefreshedShowsHowFarTheDriverHasCome) {
@@ -130,6 +146,26 @@ TEST_F(StatisticsPage, RefreshedShowsHowFarTheDriverHasCome) {
     for (int round = 0; round < 5; round++)
         page.press(IDC_REFRESH);
     EXPECT_EQ(24u, page.rows().size()) << "one list, filled once";
+}
+
+static WNDPROC listProcedure;
+static std::vector<int> rowsAtTheEnd; // of each list that was destroyed
+
+static LRESULT CALLBACK WatchTheEnd(HWND list, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_DESTROY)
+        rowsAtTheEnd.push_back(ListView_GetItemCount(list));
+    return CallWindowProcW(listProcedure, list, message, wParam, lParam);
+}
+
+TEST_F(StatisticsPage, EmptiesTheOldListBeforeItDestroysIt) {
+    Page page;
+    rowsAtTheEnd.clear();
+    for (int button : {IDC_REFRESH, IDC_RESET}) {
+        listProcedure = reinterpret_cast<WNDPROC>(
+            SetWindowLongPtrW(page.list(), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(WatchTheEnd)));
+        page.press(button);
+    }
+    EXPECT_EQ((std::vector<int>{0, 0}), rowsAtTheEnd);
 }
 
 TEST_F(StatisticsPage, ResetCountsFromWhereTheCountersStood) {

@@ -1,4 +1,5 @@
 // The last page of a team's sheet in process: its mode, its method and its members in their order.
+#include "harness/answer_bytes.h"
 #include "harness/sample_machine.h"
 #include "harness/sheet_host.h"
 
@@ -317,6 +318,23 @@ TEST_F(TeamProperties, ReadTheSlotThatIsChosen) {
         EXPECT_EQ(-1, page.selected(IDC_TEAM_MODE)) << slot;
         EXPECT_EQ(Strings{}, page.members()) << slot;
     }
+}
+
+TEST_F(TeamProperties, ReadNothingBehindTheTeamTable) {
+    // The list of team adapters has one row more than the table. What lies behind the table looks
+    // like a team of three, and nothing can be read behind that.
+    data_->hWaitDlg = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(0x300000001));
+    const Guarded guarded(BytesOf(*data_));
+    TeamPage page(std::move(data_));
+    SheetData* data = reinterpret_cast<SheetData*>(guarded.bytes());
+    SetWindowLongPtrW(page.window(), DWLP_USER, reinterpret_cast<LONG_PTR>(data));
+    g_teamSelected = MAX_TEAMS;
+    HWND list = page.control(IDC_TEAM_MEMBERS);
+    SendMessageW(list, LB_RESETCONTENT, 0, 0);
+    EXPECT_EQ(0, PopulateAdaptersInTeam(page.window(), &data, list));
+    OnInitTeamPropertiesDialog(page.window());
+    EXPECT_EQ(-1, page.selected(IDC_TEAM_MODE));
+    EXPECT_EQ(Strings{}, page.members());
 }
 
 TEST_F(TeamProperties, AnswerTheSheetsNotifications) {
