@@ -70,6 +70,11 @@ set(QV_OPTIONS
   -ffunction-sections
   $<$<CONFIG:Release>:-Os>)
 
+if(QV_COVERAGE)
+  list(APPEND QV_OPTIONS --coverage)
+  list(APPEND QV_LIBRARIES gcov)
+endif()
+
 add_executable(QvTeamCfg WIN32 app/main.cpp ${QV_SOURCES} res/QvTeamCfg.rc)
 target_include_directories(QvTeamCfg PRIVATE ${PROJECT_SOURCE_DIR}
   $<$<COMPILE_LANGUAGE:RC>:${PROJECT_SOURCE_DIR}/include>)

@@ -109,6 +109,16 @@ bench_up_machines() {
   read -r DISPLAY WINEPREFIX <<<"$BENCH_MACHINE_0"
 }
 
+# use_reserved_machine: the machine that CTest has set aside for this test; without CTest, the caller's
+# own.
+use_reserved_machine() {
+  local machine
+  [[ ${CTEST_RESOURCE_GROUP_0_MACHINES:-} =~ id:([0-9]+) ]] || return 0
+  machine=BENCH_MACHINE_${BASH_REMATCH[1]}
+  read -r DISPLAY WINEPREFIX <<<"${!machine}"
+  export DISPLAY WINEPREFIX
+}
+
 bench_down() {
   local status=$? prefix pid
   for prefix in "${BENCH_PREFIXES[@]}"; do

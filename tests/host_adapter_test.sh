@@ -150,11 +150,7 @@ statistics_page() {
   drive dialog 1102
 }
 
-[[ ${CTEST_RESOURCE_GROUP_0_MACHINES:-} =~ id:([0-9]+) ]] && {
-  machine=BENCH_MACHINE_${BASH_REMATCH[1]}
-  read -r DISPLAY WINEPREFIX <<<"${!machine}"
-}
-export DISPLAY
+use_reserved_machine
 
 command -v ip >/dev/null && command -v ping >/dev/null || skip "ip or ping is missing"
 trap clean_up EXIT

@@ -2,11 +2,10 @@
 # Runs a test program on the simulated machine that CTest has reserved for it, a Wine prefix with a
 # display of its own; without a reservation, on the caller's own.
 set -euo pipefail
-if [[ ${CTEST_RESOURCE_GROUP_0_MACHINES:-} =~ id:([0-9]+) ]]; then
-  machine=BENCH_MACHINE_${BASH_REMATCH[1]}
-  read -r DISPLAY WINEPREFIX <<<"${!machine}"
-  export DISPLAY WINEPREFIX
-fi
+source "$(dirname "$0")/../scripts/lib.sh"
+use_reserved_machine
+# Programs that run side by side would lose each other's counts.
+[[ -z ${QV_COUNTS:-} ]] || export GCOV_PREFIX=$QV_COUNTS/${WINEPREFIX##*/}
 # Programs of the Wine session that start beside the test would keep CTest's pipe open.
 output=$(mktemp)
 trap 'rm -f "$output"' EXIT

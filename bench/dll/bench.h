@@ -45,6 +45,7 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //   open-list                              the same, one line "kind 0xVALUE opener" for each
 //   reset-open                             forgets what is open now
 //   now / advance MS                       the bench clock in milliseconds
+//   exit                                   ends the process through the C runtime, wherever it is
 //   reload                                 reads HKLM\Software\QvBench\Machine again
 //   admin 0|1, version 5.1                 overrides of the machine's data until `reload`
 //   answer NAME TEXT                       what GetSystemDirectoryW or GetSystemWindowsDirectoryW

@@ -33,6 +33,12 @@ RunningProgram::RunningProgram(const std::wstring& commands, const std::wstring&
 }
 
 RunningProgram::~RunningProgram() {
+    // A program that is ended from outside takes what it has counted with it.
+    if (GetEnvironmentVariableW(L"QV_COUNTS", nullptr, 0) != 0) {
+        std::wstring reply, error;
+        drive::BenchAsk(program_.id, L"exit", &reply, &error);
+        WaitForSingleObject(program_.process, 20000);
+    }
     drive::ProgramEnd(&program_);
 }
 
