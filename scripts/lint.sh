@@ -5,7 +5,7 @@ source "$(dirname "$0")/lib.sh"
 cd "$ROOT"
 
 need_lint
-PRODUCT=(app device inventory team vlan)
+PRODUCT=(app device info inventory team vlan)
 mapfile -t SOURCES < <(find "${PRODUCT[@]}" include bench tests -name '*.cpp' -o -name '*.h' | sort)
 mapfile -t UNITS < <(find "${PRODUCT[@]}" -name '*.cpp' | sort)
 

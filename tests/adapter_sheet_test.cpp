@@ -29,7 +29,7 @@ static INT_PTR WINAPI KeepSheet(LPCPROPSHEETHEADERW header) {
 static DLGPROC Procedure(const char* symbol) {
     FARPROC found = GetProcAddress(hInstance, symbol);
     EXPECT_NE(nullptr, found) << symbol;
-    return reinterpret_cast<DLGPROC>(found);
+    return reinterpret_cast<DLGPROC>(reinterpret_cast<void*>(found));
 }
 
 struct KnownPage {
