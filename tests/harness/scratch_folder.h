@@ -32,7 +32,7 @@ inline int ProcessesNamed(const wchar_t* name) {
 class PlantedFile {
   public:
     PlantedFile(const std::wstring& from, std::wstring path) : path_(std::move(path)) {
-        EXPECT_TRUE(CopyFileW((OwnFolder() + from).c_str(), path_.c_str(), TRUE))
+        EXPECT_TRUE(CopyFileW((OwnFolder() + from).c_str(), path_.c_str(), FALSE))
             << testing::PrintToString(path_) << " " << GetLastError();
     }
     ~PlantedFile() {
