@@ -55,6 +55,7 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //   kill-at-change NTH                     ends the process without warning right behind the NTH line
 //                                          from now (1 = the next) that the journal gets of a change
 //                                          or of the configuration lock; 0: no longer
+//   changes                                how many such lines there have been
 //   load NAME                              loads a library by its plain name, as the parts of Windows
 //                                          in this process do, and tells which file that was
 //   trace 0|1                              a debug build's trace lines go into the journal

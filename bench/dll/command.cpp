@@ -197,6 +197,10 @@ template <std::wstring (*Routine)()> bool Tell(const Words&, std::wstring* reply
     return true;
 }
 
+std::wstring ChangesText() {
+    return std::to_wstring(ChangeCount());
+}
+
 std::wstring NowText() {
     return std::to_wstring(Now());
 }
@@ -223,6 +227,7 @@ const std::map<std::wstring, Handler>& Handlers() {
         {L"version", SetVersion},
         {L"answer", Answer},
         {L"message-box", MessageBoxAnswer},
+        {L"changes", Tell<ChangesText>},
         {L"kill-at-change", KillAtChange},
         {L"load", Load},
         {L"trace", Trace},

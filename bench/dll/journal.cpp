@@ -16,6 +16,7 @@ namespace {
 SRWLOCK g_lock = SRWLOCK_INIT;
 std::wstring& g_text = *new std::wstring;
 HANDLE g_file = INVALID_HANDLE_VALUE;
+DWORD g_changes;
 DWORD g_changesToEnd;
 int g_wholeChanges;
 bool g_ending;
@@ -79,9 +80,17 @@ void Journal(const wchar_t* kind, const std::wstring& text) {
     g_text += line;
     if (g_file != INVALID_HANDLE_VALUE)
         Append(g_file, line);
-    if (g_changesToEnd != 0 && IsChange(kind) && --g_changesToEnd == 0)
+    if (!IsChange(kind))
+        return;
+    g_changes++;
+    if (g_changesToEnd != 0 && --g_changesToEnd == 0)
         g_ending = true;
     EndIfDue();
+}
+
+DWORD ChangeCount() {
+    Guard guard(&g_lock);
+    return g_changes;
 }
 
 void EndAtChange(DWORD nth) {

@@ -19,6 +19,7 @@ bool JournalInto(const std::wstring& path);
 // Ends the process without warning right behind the NTH line from now that tells of a change to the
 // machine, or of the network configuration's lock; 0: no longer.
 void EndAtChange(DWORD nth);
+DWORD ChangeCount(); // such lines so far
 
 // For as long as it lives such an end is put off: what the system does for a program is done as a
 // whole, whether the program lives or not.
