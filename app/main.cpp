@@ -15,6 +15,13 @@ static int Refuse(LPCWSTR text) {
     return 0;
 }
 
+// Libraries are asked for by their plain names, by this program and by what it calls; none may come
+// from whatever directory the program was started in.
+static void LeaveOutCurrentDirectory(void) {
+    if (!SetDllDirectoryW(L""))
+        Trace(L"   WinMain: current directory still searched %d\n", GetLastError());
+}
+
 static void ShowTeamSheet(SheetData* ppd) {
     static PROPSHEETPAGEW page;
     static PROPSHEETHEADERW header;
@@ -29,6 +36,7 @@ static void ShowTeamSheet(SheetData* ppd) {
 
 int WINAPI WinMain(HINSTANCE hThisInstance, HINSTANCE, LPSTR, int) {
     Trace(L"-->WinMain:\n");
+    LeaveOutCurrentDirectory();
     hInstance = hThisInstance;
     if (IsQvTeamCfgRunning() >= 1)
         return Refuse(L"Another Instance of the app is already running");

@@ -1,6 +1,7 @@
 // How the program starts and ends: one copy, its four refusals, the sheet, and the tray program beside it.
 #include "harness/machine_test.h"
 #include "harness/program.h"
+#include "harness/scratch_folder.h"
 
 #include "app/processes.h"
 #include "app/tray.h"
@@ -12,29 +13,6 @@
 #include "inventory/tables.h"
 
 #include <fstream>
-#include <tlhelp32.h>
-
-static std::wstring FolderOf(const std::wstring& path) {
-    return path.substr(0, path.rfind(L'\\') + 1);
-}
-
-static std::wstring OwnFolder() {
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return FolderOf(path);
-}
-
-static int ProcessesNamed(const wchar_t* name) {
-    int count = 0;
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    for (BOOL more = Process32FirstW(snapshot, &entry); more;
-         more = Process32NextW(snapshot, &entry))
-        count += _wcsicmp(entry.szExeFile, name) == 0;
-    CloseHandle(snapshot);
-    return count;
-}
 
 // A process of this name, from a folder of its own.
 class IdleProgram {

@@ -34,7 +34,8 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //
 //   fault NAME NTH ERROR [all] [value=V]   the NTH call of NAME from now (1 = the next) fails with
 //                                          ERROR; `all`: and every later one; V: value returned
-//   hold NAME NTH                          that call stops before it does anything, until `release`
+//   hold NAME NTH [except=THREAD]          that call stops before it does anything, until `release`;
+//                                          the calls of the thread of this id do not count
 //   held / release                         "yes NAME" or "no" / lets the held calls go on
 //   clear                                  forgets all faults and holds, lets held calls go on
 //   calls [NAME]                           calls since the start or `reset-counts`; one number, or
@@ -52,6 +53,12 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //                                          gives; without TEXT the real one
 //   message-box IDOK|IDCANCEL|... [all]    answers the next (all: every) message box unseen
 //   message-box real                       shows them again
+//   kill-at-change NTH                     ends the process without warning right behind the NTH line
+//                                          from now (1 = the next) that the journal gets of a change
+//                                          or of the configuration lock; 0: no longer
+//   changes                                how many such lines there have been
+//   load NAME                              loads a library by its plain name, as the parts of Windows
+//                                          in this process do, and tells which file that was
 //   trace 0|1                              a debug build's trace lines go into the journal
 //   ("trace") journal PATH / journal-clear / journal-text
 QV_BENCH_API int WINAPI BenchCommand(const wchar_t* command, wchar_t* reply, int cchReply);

@@ -32,10 +32,15 @@ struct PendingFault {
     Failure failure;
 };
 
+struct PendingHold {
+    DWORD nth;
+    DWORD exceptThread; // whose calls are neither counted nor held; 0: none
+};
+
 struct CallState {
     DWORD count = 0;
     std::vector<PendingFault> faults;
-    std::vector<DWORD> holds;
+    std::vector<PendingHold> holds;
 };
 
 SRWLOCK g_lock = SRWLOCK_INIT;
@@ -67,7 +72,10 @@ bool TakeFaultOf(CallState* call, PendingFault* taken) {
 bool TakeHoldOf(CallState* call) {
     bool held = false;
     for (size_t i = 0; i < call->holds.size();) {
-        if (--call->holds[i] == 0) {
+        PendingHold& hold = call->holds[i];
+        if (hold.exceptThread == GetCurrentThreadId()) {
+            i++;
+        } else if (--hold.nth == 0) {
             held = true;
             call->holds.erase(call->holds.begin() + i);
         } else {
@@ -306,10 +314,10 @@ void AddFault(const FaultRequest& request) {
     call->faults.push_back({request.nth, request.nth, request.all, request.failure});
 }
 
-void AddHold(const std::string& name, DWORD nth) {
+void AddHold(const std::string& name, DWORD nth, DWORD exceptThread) {
     CallState* call = CallOf(name);
     Guard guard(&g_lock);
-    call->holds.push_back(nth);
+    call->holds.push_back({nth, exceptThread});
 }
 
 void ReleaseHeld() {

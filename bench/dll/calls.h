@@ -32,7 +32,7 @@ struct FaultRequest {
     Failure failure;
 };
 void AddFault(const FaultRequest& request);
-void AddHold(const std::string& name, DWORD nth);
+void AddHold(const std::string& name, DWORD nth, DWORD exceptThread);
 void ClearFaults(); // also lets held calls go on
 void ReleaseHeld();
 std::string HeldCall(); // "" when no call is held

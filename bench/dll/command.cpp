@@ -87,10 +87,14 @@ bool Fault(const Words& words, std::wstring* reply) {
 }
 
 bool Hold(const Words& words, std::wstring* reply) {
+    const std::wstring except = L"except=";
     ULONGLONG nth;
-    if (words.Count() != 3 || !ParseNumber(words[2], &nth) || nth == 0)
-        return Refuse(reply, L"hold NAME NTH");
-    AddHold(Narrow(words[1]), static_cast<DWORD>(nth));
+    ULONGLONG thread = 0;
+    bool bounded = words.Count() == 4 && words[3].rfind(except, 0) == 0 &&
+                   ParseNumber(words[3].substr(except.size()), &thread);
+    if ((words.Count() != 3 && !bounded) || !ParseNumber(words[2], &nth) || nth == 0)
+        return Refuse(reply, L"hold NAME NTH [except=THREAD]");
+    AddHold(Narrow(words[1]), static_cast<DWORD>(nth), static_cast<DWORD>(thread));
     return true;
 }
 
@@ -163,6 +167,27 @@ bool JournalFile(const Words& words, std::wstring* reply) {
     return true;
 }
 
+bool KillAtChange(const Words& words, std::wstring* reply) {
+    ULONGLONG nth;
+    if (words.Count() != 2 || !ParseNumber(words[1], &nth) || nth > MAXDWORD)
+        return Refuse(reply, L"kill-at-change NTH");
+    EndAtChange(static_cast<DWORD>(nth));
+    return true;
+}
+
+bool Load(const Words& words, std::wstring* reply) {
+    if (words.Count() != 2)
+        return Refuse(reply, L"load NAME");
+    HMODULE module = LoadLibraryW(words[1].c_str());
+    if (!module)
+        return Refuse(reply, Format(L"error %lu", GetLastError()).c_str());
+    wchar_t path[MAX_PATH] = {};
+    GetModuleFileNameW(module, path, ARRAYSIZE(path));
+    FreeLibrary(module);
+    *reply = path;
+    return true;
+}
+
 template <void (*Routine)()> bool Run(const Words&, std::wstring*) {
     Routine();
     return true;
@@ -171,6 +196,10 @@ template <void (*Routine)()> bool Run(const Words&, std::wstring*) {
 template <std::wstring (*Routine)()> bool Tell(const Words&, std::wstring* reply) {
     *reply = Routine();
     return true;
+}
+
+std::wstring ChangesText() {
+    return std::to_wstring(ChangeCount());
 }
 
 std::wstring NowText() {
@@ -205,6 +234,9 @@ const std::map<std::wstring, Handler>& Handlers() {
         {L"version", SetVersion},
         {L"answer", Answer},
         {L"message-box", MessageBoxAnswer},
+        {L"changes", Tell<ChangesText>},
+        {L"kill-at-change", KillAtChange},
+        {L"load", Load},
         {L"trace", Trace},
         {L"journal", JournalFile},
         {L"journal-clear", Run<ClearJournal>},

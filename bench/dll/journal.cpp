@@ -16,6 +16,27 @@ namespace {
 SRWLOCK g_lock = SRWLOCK_INIT;
 std::wstring& g_text = *new std::wstring;
 HANDLE g_file = INVALID_HANDLE_VALUE;
+DWORD g_changes;
+DWORD g_changesToEnd;
+int g_wholeChanges;
+bool g_ending;
+
+// What is only shown, asked or waited for.
+const wchar_t* const kNoChanges[] = {L"status",    L"message-box", L"dialog-open", L"dialog-close",
+                                     L"sleep",     L"trace",       L"fault",       L"process-start",
+                                     L"broadcast", L"bad-command"};
+
+void EndIfDue() {
+    if (g_ending && g_wholeChanges == 0)
+        TerminateProcess(GetCurrentProcess(), ERROR_PROCESS_ABORTED);
+}
+
+bool IsChange(const wchar_t* kind) {
+    for (const wchar_t* other : kNoChanges)
+        if (wcscmp(kind, other) == 0)
+            return false;
+    return true;
+}
 
 std::wstring Escaped(const std::wstring& text) {
     std::wstring out;
@@ -59,6 +80,33 @@ void Journal(const wchar_t* kind, const std::wstring& text) {
     g_text += line;
     if (g_file != INVALID_HANDLE_VALUE)
         Append(g_file, line);
+    if (!IsChange(kind))
+        return;
+    g_changes++;
+    if (g_changesToEnd != 0 && --g_changesToEnd == 0)
+        g_ending = true;
+    EndIfDue();
+}
+
+DWORD ChangeCount() {
+    Guard guard(&g_lock);
+    return g_changes;
+}
+
+void EndAtChange(DWORD nth) {
+    Guard guard(&g_lock);
+    g_changesToEnd = nth;
+}
+
+WholeChange::WholeChange() {
+    Guard guard(&g_lock);
+    g_wholeChanges++;
+}
+
+WholeChange::~WholeChange() {
+    Guard guard(&g_lock);
+    g_wholeChanges--;
+    EndIfDue();
 }
 
 std::wstring JournalText() {

@@ -16,6 +16,21 @@ void ClearJournal();
 // Appends every later line to the file; an empty path stops that. False when it cannot be opened.
 bool JournalInto(const std::wstring& path);
 
+// Ends the process without warning right behind the NTH line from now that tells of a change to the
+// machine, or of the network configuration's lock; 0: no longer.
+void EndAtChange(DWORD nth);
+DWORD ChangeCount(); // such lines so far
+
+// For as long as it lives such an end is put off: what the system does for a program is done as a
+// whole, whether the program lives or not.
+class WholeChange {
+  public:
+    WholeChange();
+    ~WholeChange();
+    WholeChange(const WholeChange&) = delete;
+    WholeChange& operator=(const WholeChange&) = delete;
+};
+
 // `text` in double quotes, or (null) for a null pointer.
 std::wstring Quoted(const wchar_t* text);
 std::wstring Quoted(const std::wstring& text);

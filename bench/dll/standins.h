@@ -61,6 +61,7 @@ FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
 // standins_system.cpp
 BOOL WINAPI CheckTokenMembership(HANDLE token, PSID sid, PBOOL isMember);
 BOOL WINAPI GetVersionExW(LPOSVERSIONINFOW version);
+BOOL WINAPI SetDllDirectoryW(LPCWSTR path);
 void WINAPI Sleep(DWORD milliseconds);
 UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size);
 UINT WINAPI GetSystemWindowsDirectoryW(LPWSTR buffer, UINT size);

@@ -46,6 +46,7 @@ bool CheckParams(PSP_CLASSINSTALL_HEADER params, DWORD size) {
 }
 
 void ApplyChange(const std::wstring& id, const SP_PROPCHANGE_PARAMS& change) {
+    WholeChange whole;
     std::wstring key = BenchDeviceKey(id);
     DWORD before = ReadNumber(key, kDisabled, 0);
     DWORD after = before;

@@ -124,6 +124,15 @@ void WINAPI Sleep(DWORD milliseconds) {
     Advance(milliseconds);
 }
 
+// An empty text takes the current directory out of the search for libraries. Wine takes it for no
+// directory at all; one that is searched anyway has the same effect.
+BOOL WINAPI SetDllDirectoryW(LPCWSTR path) {
+    wchar_t system[MAX_PATH];
+    if (path && !*path && ::GetSystemDirectoryW(system, ARRAYSIZE(system)) != 0)
+        path = system;
+    return ::SetDllDirectoryW(path);
+}
+
 UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size) {
     UINT length = AnswerWith(g_systemDirectory, buffer, size);
     return length ? length : ::GetSystemDirectoryW(buffer, size);

@@ -89,7 +89,8 @@ static bool CreateSuspended(const StartOptions& options, PROCESS_INFORMATION* in
     startup.cb = sizeof(startup);
     return CreateProcessW(options.executable.c_str(), &line[0], nullptr, nullptr, FALSE,
                           CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
-                          nullptr, &startup, info) != FALSE;
+                          options.directory.empty() ? nullptr : options.directory.c_str(), &startup,
+                          info) != FALSE;
 }
 
 bool ProgramStart(const StartOptions& options, Program* program, std::wstring* error) {

@@ -13,7 +13,8 @@ struct StartOptions {
     std::wstring arguments;  // the rest of the command line
     std::wstring benchDll;   // full path of the DLL to load first; empty: the program runs as it is
     std::wstring commands; // bench commands carried out before the program starts, ';' between them
-    std::wstring journal;  // full path of the journal file; empty: none
+    std::wstring directory; // current directory it begins in; empty: the caller's
+    std::wstring journal;   // full path of the journal file; empty: none
 };
 
 // A started process. `process` is NULL when nothing runs; ProgramEnd and ProgramRelease close it.

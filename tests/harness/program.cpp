@@ -22,12 +22,14 @@ std::wstring ProgramPath() {
     return length > 0 && length < MAX_PATH ? path : FolderOfTests() + L"QvTeamCfg.exe";
 }
 
-RunningProgram::RunningProgram(const std::wstring& commands, const std::wstring& executable) {
+RunningProgram::RunningProgram(const std::wstring& commands, const std::wstring& executable,
+                               const std::wstring& directory) {
     drive::StartOptions options;
     std::wstring error;
     options.executable = executable.empty() ? ProgramPath() : executable;
     options.benchDll = FolderOfTests() + L"qvbench.dll";
     options.commands = commands;
+    options.directory = directory;
     if (!drive::ProgramStart(options, &program_, &error))
         ADD_FAILURE() << testing::PrintToString(error);
 }

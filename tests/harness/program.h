@@ -16,7 +16,8 @@ class RunningProgram {
   public:
     // Starts it on the machine that stands. `commands` are bench commands to run before it begins.
     explicit RunningProgram(const std::wstring& commands = L"",
-                            const std::wstring& executable = L"");
+                            const std::wstring& executable = L"",
+                            const std::wstring& directory = L"");
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;

@@ -22,6 +22,9 @@ class RoundTripTest : public RemovalTest {
     // The machine is back, but for the leftovers and these facts.
     void ExpectBack(const Texts8& but = {});
 
+    // What of the machine is not back, "- fact" and "+ fact", leftovers left out.
+    Texts8 NotBack() const;
+
     void MakeTeam(const std::vector<int>& rows, DWORD mode, const std::wstring& name);
     void RemoveTeams(const std::vector<int>& rows);
     void RemoveTeamNamed(const std::wstring& name);
