@@ -93,7 +93,9 @@ if(QV_BENCH)
   target_include_directories(qvteamcfg_core PUBLIC ${PROJECT_SOURCE_DIR}
   $<$<COMPILE_LANGUAGE:RC>:${PROJECT_SOURCE_DIR}/include>)
   target_compile_definitions(qvteamcfg_core PRIVATE ${QV_DEFINITIONS})
-  target_compile_options(qvteamcfg_core PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${QV_OPTIONS}>)
-  target_link_libraries(qvteamcfg_core PRIVATE ${QV_LIBRARIES})
+  # A canary behind every buffer on the stack: tests end where the program would go on damaged.
+  target_compile_options(qvteamcfg_core PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:${QV_OPTIONS} -fstack-protector-all>)
+  target_link_libraries(qvteamcfg_core PRIVATE ${QV_LIBRARIES} ssp)
   target_link_options(qvteamcfg_core PRIVATE -static -Wl,--export-all-symbols)
 endif()

@@ -48,6 +48,15 @@ need_lint() {
   install_missing
 }
 
+# Clang comes with clang-tidy; what it lacks is the sanitizers' and the fuzzer's run-time libraries.
+need_fuzz() {
+  need clang++ clang
+  need /usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a libclang-rt-14-dev
+  need cmake cmake
+  need ninja ninja-build
+  install_missing
+}
+
 # open_display: a display and a window manager of our own.
 open_display() {
   local fifo number
@@ -130,6 +139,13 @@ bench_down() {
   done
   BENCH_PREFIXES=() BENCH_PIDS=()
   return $status
+}
+
+# build_fuzz: the fuzz targets, build/fuzz/fuzz, for this computer.
+build_fuzz() {
+  [[ -e $ROOT/build/fuzz/build.ninja ]] ||
+    cmake -S "$ROOT/tests/fuzz" -B "$ROOT/build/fuzz" -G Ninja -DCMAKE_CXX_COMPILER=clang++ >/dev/null
+  cmake --build "$ROOT/build/fuzz"
 }
 
 # build_preset NAME [CMAKE-BUILD-OPTION...]: configures once and builds.

@@ -6,8 +6,10 @@ source "$(dirname "$0")/lib.sh"
 need_toolchain
 need_bench
 need_lint
+need_fuzz
 build_preset release
 build_preset debug
+build_fuzz
 bench_up_machines 3
 export QV_PROGRAM
 QV_PROGRAM=$(winepath -w "$ROOT/build/release/QvTeamCfg.exe")

@@ -12,8 +12,9 @@ PageHost::PageHost() {
     hInstance = GetModuleHandleW(L"qvteamcfg_core.dll");
     g_firstTime = TRUE;
     data_ = new SheetData{};
-    parent_ = CreateWindowExW(0, L"#32770", L"Page host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10,
-                              760, 560, nullptr, nullptr, nullptr, nullptr);
+    parent_ = CreateWindowExW(0, L"#32770", L"Page host",
+                              WS_OVERLAPPEDWINDOW | (g_hostsAreShown ? WS_VISIBLE : 0), 10, 10, 760,
+                              560, nullptr, nullptr, nullptr, nullptr);
     PROPSHEETPAGEW page = {};
     page.dwSize = sizeof(page);
     page.lParam = reinterpret_cast<LPARAM>(data_);

@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+// What becomes of the windows that hosts open: a sweep over thousands of pages does not wait for the
+// screen.
+inline bool g_hostsAreShown = true;
+
 class PageHost {
   public:
     // Opens the page; its lists are filled from the machine that stands.

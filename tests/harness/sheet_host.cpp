@@ -1,5 +1,7 @@
 #include "harness/sheet_host.h"
 
+#include "harness/page_host.h"
+
 #include "info/statistics_table.h"
 
 #include <commctrl.h>
@@ -11,8 +13,9 @@ SheetHost::SheetHost(int dialog, DLGPROC procedure, std::unique_ptr<SheetData> d
     : procedure_(procedure), data_(data ? std::move(data) : std::make_unique<SheetData>()),
       record_(std::make_unique<PROPSHEETPAGEW>()) {
     hInstance = GetModuleHandleW(L"qvteamcfg_core.dll");
-    parent_ = CreateWindowExW(0, L"#32770", L"Sheet host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10,
-                              460, 420, nullptr, nullptr, nullptr, nullptr);
+    parent_ = CreateWindowExW(0, L"#32770", L"Sheet host",
+                              WS_OVERLAPPEDWINDOW | (g_hostsAreShown ? WS_VISIBLE : 0), 10, 10, 460,
+                              420, nullptr, nullptr, nullptr, nullptr);
     *record_ = {};
     record_->dwSize = sizeof(*record_);
     record_->lParam = reinterpret_cast<LPARAM>(data_.get());

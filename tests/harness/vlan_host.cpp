@@ -28,8 +28,9 @@ int WINAPI BoxCatcher::Answer(HWND owner, LPCWSTR text, LPCWSTR caption, UINT ty
 }
 
 DialogOwner::DialogOwner() {
-    window_ = CreateWindowExW(0, L"#32770", L"Dialog owner", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10,
-                              10, 500, 480, nullptr, nullptr, nullptr, nullptr);
+    window_ = CreateWindowExW(0, L"#32770", L"Dialog owner",
+                              WS_OVERLAPPEDWINDOW | (g_hostsAreShown ? WS_VISIBLE : 0), 10, 10, 500,
+                              480, nullptr, nullptr, nullptr, nullptr);
     EXPECT_NE(nullptr, window_);
     SetWindowSubclass(window_, Watch, 1, reinterpret_cast<DWORD_PTR>(this));
     PageHost::Pump();

@@ -1,0 +1,33 @@
+// What is fuzzed: each target makes its input out of the bytes, runs one family of deciding functions
+// and checks what they promise.
+#pragma once
+
+#include "input.h"
+
+struct FuzzTarget {
+    const char* name; // and its corpus' folder
+    void (*run)(Input& input);
+};
+
+// Drivers' answers.
+void FuzzTaskList(Input& input);
+void FuzzOffloadRecord(Input& input);
+void FuzzDriverAnswers(Input& input);
+void FuzzAdapterText(Input& input);
+
+// Texts.
+void FuzzGuidText(Input& input);
+void FuzzMemberName(Input& input);
+void FuzzTeamName(Input& input);
+void FuzzNewVlan(Input& input);
+void FuzzInf(Input& input);
+
+// Registry values and records.
+void FuzzRegistryText(Input& input);
+void FuzzVlanBinding(Input& input);
+void FuzzVlanRecords(Input& input);
+void FuzzTeamRecords(Input& input);
+
+// Devices.
+void FuzzVlanList(Input& input);
+void FuzzNetDevices(Input& input);
