@@ -149,6 +149,11 @@ int RunChild(const ChildTask& task) {
         TellComplaints(index, "", JudgeAgain(task.operation, baseline, first, allowed, again));
         if (!runner.pageWorks())
             TellComplaints(index, "", {{Complaint::Wrong, "the page cannot be built anew"}});
+        // A configuration that is open on purpose stays so until the process ends.
+        if (again.open.count("write-lock") != 0) {
+            Tell(index + 1 == plan.size() ? "end" : "fresh");
+            return 0;
+        }
     }
     const std::string tooMany = usage != nullptr ? usage->judge(left) : "";
     if (!tooMany.empty())

@@ -5,6 +5,8 @@
 //   begin INDEX            of the plan's run
 //   leak INDEX TEXT, wrong INDEX TEXT
 //   crash TEXT, hang TEXT  of the run that has begun
+//   unmet INDEX            the call was not made so often
+//   fresh                  another process has to go on
 //   end                    nothing is left of the plan
 #pragma once
 

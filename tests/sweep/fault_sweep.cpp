@@ -3,7 +3,8 @@
 //   fault_sweep [--operation NAME]... [--every K] [--shard I/N] [--only CALL] [--log FILE] [--list]
 //
 // Prints a line for each operation, tabs between: operation, calls, runs, crashes, hangs, leaks, wrong
-// outcomes, seconds. What was wrong with a run, and what was left out and why, goes into the log.
+// outcomes, seconds. What was wrong with a run goes to standard error and into the log, and into the
+// log alone what was left out and why.
 // Returns 0 when nothing was wrong.
 #include "child.h"
 #include "errors.h"
@@ -85,6 +86,8 @@ class Sweep {
   private:
     void note(const std::string& text) {
         *log_ << operation_ << ": " << text << '\n' << std::flush;
+        if (text.compare(0, 9, "left-out ") != 0)
+            fprintf(stderr, "%s: %s\n", operation_.c_str(), text.c_str());
     }
 
     std::string faultText(size_t index) {
@@ -154,6 +157,8 @@ class Sweep {
                 score_.broken |= kind != "left-out";
                 continue;
             }
+            if (kind == "fresh")
+                continue;
             if (kind == "calls") {
                 words >> score_.calls;
                 continue;

@@ -182,7 +182,7 @@ const FaultRule kFaults[] = {
     {"OnInitDialog", "*", "", true, kRows},
 
     // The maker's file: the one that is meant, or another one.
-    {"InfMatches: oem3.inf", "*", "no-inf not-added", false, 0},
+    {"InfMatches: oem3.inf", "*", "no-inf not-added", false, kAnyError},
     {"InfMatches: oem4.inf", "*", "no-protocol", false, kConfigOpen},
     {"InfMatches", "*", "", true, 0},
     {"FindInf: QV_QVTEAMMP", "FindNextFileW", "no-inf not-added", true, kAnyError},
@@ -279,8 +279,7 @@ const FaultRule kFaults[] = {
 
     // The pages of a sheet show what can be read.
     {"CreateInfoList", "CreateWindowExW", "", true, kSheet | kBoxes},
-    {"OnInitPropertiesDialog", "RegCreateKeyExW", "", true, kSheet | kTcpip},
-    {"OnInitPropertiesDialog", "*", "", true, kSheet},
+    {"OnInitPropertiesDialog", "*", "", true, kSheet | kTcpip},
     {"OnInitStatisticsDialog", "*", "", true, kSheet},
     {"OnInitVlansDialog", "*", "", true, kSheet},
     {"OnInitTeamPropertiesDialog", "*", "", true, kSheet},
@@ -352,6 +351,8 @@ unsigned KindOfFact(const std::string& path) {
         {"service\\qvteammp\\", "", kService},
         {"network\\", "", kConnection},
         {"tcpip\\", "", kTcpip},
+        {"device\\ROOT\\NET\\", "\\bench\\Disabled", kState | kVirtual},
+        {"device\\ROOT\\NET\\", "\\bench\\Started", kState | kVirtual},
         {"device\\", "\\bench\\Disabled", kState},
         {"device\\", "\\bench\\Started", kState},
         {"device\\ROOT\\NET\\", "\\driver\\Characteristics", kHidden | kVirtual},

@@ -36,10 +36,20 @@ Facts ByGuid(const Facts& facts) {
                 "ROOT\\NET\\" + value.substr(value.find('{'), 38);
     }
     Facts renamed;
-    for (auto [path, value] : facts) {
+    for (const auto& fact : facts) {
+        std::string path = fact.first;
+        std::string value = fact.second;
         for (const auto& [number, guid] : names) {
             ReplaceAll(number, guid, &path);
             ReplaceAll(number, guid, &value);
+        }
+        // What a connection is called depends on the others; what it said of a device that has gone,
+        // on that device's number.
+        if (path.compare(0, 9, "network\\{") == 0) {
+            if (value.find("Local Area Connection") != value.npos)
+                continue;
+            if (value.find("ROOT\\NET\\") != value.npos)
+                value = "ROOT\\NET\\" + path.substr(8, 38);
         }
         renamed[path] = value;
     }
