@@ -77,7 +77,7 @@ fault_sweep() {
 need_toolchain
 need_bench
 build_preset release
-build_preset debug
+build_preset debug --target sweeps
 rm -rf "$SOAK"
 mkdir -p "$SOAK"
 bench_up_machines "$MACHINES"

@@ -76,7 +76,7 @@ std::vector<std::string> WrongFacts(const Facts& base, const Facts& other, const
         // A list of VLANs has as many states as it has entries.
         const bool known = is == value(other, path) || is == "nothing" || is == "key" ||
                            (allowed & kForeign) != 0 || path.find("\\VlanBinding") != path.npos ||
-                           (kind & (kRows | kSheet | kVlanRows | kState)) != 0;
+                           (kind & (kRows | kButtons | kSheet | kVlanRows | kState)) != 0;
         if ((kind & allowed) == 0 || !known)
             wrong.push_back("[" + KindNames(kind) + "] " + path + " is " + is + ", not " +
                             value(base, path));
@@ -112,7 +112,9 @@ Allowance AllowanceOf(const std::vector<CallSeen>& faults) {
         }
         // What fails behind the call that ended the operation belongs to its clean-up.
         std::istringstream ends(rule->ends);
-        if (allowance.goesOn) {
+        if ((rule->deviations & kInstead) != 0)
+            allowance.ends.clear();
+        if (allowance.goesOn || (rule->deviations & kInstead) != 0) {
             for (std::string end; ends >> end;)
                 allowance.ends.insert(end);
             allowance.goesOn = rule->goesOn;

@@ -12,7 +12,7 @@ namespace {
     "of an adapter within a team"
 
 constexpr unsigned kMember = kAddress | kName | kHidden | kState | kRows;
-constexpr unsigned kLeftVirtual = kVirtual | kConnection | kService | kBindings;
+constexpr unsigned kLeftVirtual = kVirtualDevice | kConnection | kService | kBindings;
 constexpr unsigned kPage = kRows | kButtons;
 
 const OutcomeRule kOutcomes[] = {
@@ -206,9 +206,10 @@ const FaultRule kFaults[] = {
     {"SwitchPath", "*", "", true, kBindings},
     {"SwitchPathsAbove", "*", "", true, kBindings},
     {"HrReleaseINetCfg", "*", "", true, 0},
-    {"HrGetINetCfg", "*", "silent", true, kBindings},
+    {"HrGetINetCfg", "*", "silent", false, 0, "CreateTeam.6"},
+    {"HrGetINetCfg", "*", "", true, kBindings},
     {"EnableProtocolNicBindings", "INetCfg::QueryNetCfgClass INetCfgClass::EnumComponents",
-     "silent", true, kBindings},
+     "silent", false, 0, "CreateTeam.6"},
     {"EnableProtocolNicBindings", "*", "", true, kBindings},
 
     // Records. A member without its number is shown as free.
@@ -216,10 +217,13 @@ const FaultRule kFaults[] = {
     {"WriteIntoTeamRegistry", "*", "", true, kRecords | kRows},
 
     // The virtual adapter.
-    {"cmdUpdate", "GetProcAddress GetVersionExW", "not-installed not-added", true, kAnyError},
+    {"cmdUpdate", "GetVersionExW", "", true, 0},
+    // The forced update takes in every adapter of the hardware id.
+    {"cmdUpdate", "GetProcAddress", "not-installed not-added", true,
+     kAnyError | kVirtualDevice | kForeign},
     {"InstallSelectedDriverForWinXPS03", "*", "not-installed not-added", true, kAnyError},
     {"cmdUpdate", "DiInstallDevice InstallSelectedDriver UpdateDriverForPlugAndPlayDevicesW",
-     "not-installed not-added", true, kAnyError | kVirtual | kRows | kMember | kForeign},
+     "not-installed not-added", true, kAnyError | kVirtualDevice | kRows | kMember | kForeign},
     {"cmdUpdate", "*", "not-installed not-added", false, 0},
     {"ReadDeviceName", "SetupDiGetDeviceRegistryPropertyW", "", true,
      kName | kRows | kVirtualValues | kForeign},
@@ -271,7 +275,7 @@ const FaultRule kFaults[] = {
     {"AddRemoveVlanInfoTeam", "*", "not-added vlans-stuck stays", true, kRecords},
     {"OnAddVlan", "CreateDialogParamW", "", true, 0},
     {"OnAddVlan", "LVM_INSERTITEMW", "", true, kVlanRows},
-    {"OnAddVlan", "calloc", "no-memory", false, 0},
+    {"OnAddVlan", "calloc", "no-memory", false, kInstead},
     {"OnAddVlan", "MessageBoxW", "", true, kTextLost},
     {"OnRemoveVlans", "calloc", "no-memory", false, 0},
     {"OnRemoveVlans", "MessageBoxW", "cancelled", false, kTextLost},
@@ -292,6 +296,14 @@ bool Begins(const std::string& text, const std::string& with) {
 bool IsRoutine(const std::string& line, const std::string& routine) {
     return Begins(line, routine) && (line.size() == routine.size() ||
                                      line.find_first_of(":. ", routine.size()) == routine.size());
+}
+
+bool IsWithin(const std::vector<std::string>& lines, const std::string& routine) {
+    for (const std::string& line : lines) {
+        if (IsRoutine(line, routine))
+            return true;
+    }
+    return false;
 }
 
 bool Ends(const std::string& text, const std::string& with) {
@@ -329,7 +341,8 @@ const FaultRule* RuleOf(const CallSeen& fault) {
     for (size_t i = fault.routines.size(); i-- > 0;) {
         for (const FaultRule& rule : kFaults) {
             if (IsRoutine(fault.routines[i], rule.routine) &&
-                (std::string(rule.calls) == "*" || HasWord(rule.calls, fault.call)))
+                (std::string(rule.calls) == "*" || HasWord(rule.calls, fault.call)) &&
+                (rule.within == nullptr || IsWithin(fault.routines, rule.within)))
                 return &rule;
         }
     }
@@ -351,16 +364,16 @@ unsigned KindOfFact(const std::string& path) {
         {"service\\qvteammp\\", "", kService},
         {"network\\", "", kConnection},
         {"tcpip\\", "", kTcpip},
-        {"device\\ROOT\\NET\\", "\\bench\\Disabled", kState | kVirtual},
-        {"device\\ROOT\\NET\\", "\\bench\\Started", kState | kVirtual},
+        {"device\\ROOT\\NET\\", "\\bench\\Disabled", kState | kVirtualDevice},
+        {"device\\ROOT\\NET\\", "\\bench\\Started", kState | kVirtualDevice},
         {"device\\", "\\bench\\Disabled", kState},
         {"device\\", "\\bench\\Started", kState},
-        {"device\\ROOT\\NET\\", "\\driver\\Characteristics", kHidden | kVirtual},
-        {"device\\ROOT\\NET\\", "\\driver\\VlanID", kVirtualValues | kVirtual},
-        {"device\\ROOT\\NET\\", "\\driver\\VlanName", kVirtualValues | kVirtual},
-        {"device\\ROOT\\NET\\", "\\driver\\NetworkAddress", kVirtualValues | kVirtual},
-        {"device\\ROOT\\NET\\", "\\enum\\FriendlyName", kVirtualValues | kVirtual},
-        {"device\\ROOT\\NET\\", "", kVirtual},
+        {"device\\ROOT\\NET\\", "\\driver\\Characteristics", kHidden | kVirtualDevice},
+        {"device\\ROOT\\NET\\", "\\driver\\VlanID", kVirtualValues | kVirtualDevice},
+        {"device\\ROOT\\NET\\", "\\driver\\VlanName", kVirtualValues | kVirtualDevice},
+        {"device\\ROOT\\NET\\", "\\driver\\NetworkAddress", kVirtualValues | kVirtualDevice},
+        {"device\\ROOT\\NET\\", "\\enum\\FriendlyName", kVirtualValues | kVirtualDevice},
+        {"device\\ROOT\\NET\\", "", kVirtualDevice},
         {"device\\", "\\driver\\NetworkAddress", kAddress},
         {"device\\", "\\driver\\Characteristics", kHidden},
         {"device\\", "\\enum\\FriendlyName", kName},

@@ -15,7 +15,7 @@ enum Deviation : unsigned {
     kName = 1u << 3,          // a member's friendly name
     kHidden = 1u << 4,        // a device's Characteristics
     kState = 1u << 5,         // a device disabled or enabled
-    kVirtual = 1u << 6,       // a virtual adapter as a whole
+    kVirtualDevice = 1u << 6, // a virtual adapter as a whole
     kVirtualValues = 1u << 7, // what was written to a virtual adapter behind its installation
     kConnection = 1u << 8,    // the key that Windows keeps of an adapter that has gone
     kService = 1u << 9,       // the miniport's service
@@ -35,6 +35,7 @@ enum Deviation : unsigned {
     kConfigOpen = 1u << 24, // the network configuration stays open
     kWaitOpen = 1u << 25,   // the please-wait window stays open
     kBoxes = 1u << 26,      // "Cannot Create Control"
+    kInstead = 1u << 27,    // these ends, whatever failed before
 };
 unsigned KindOfFact(const std::string& path);
 std::string KindNames(unsigned kinds);
@@ -55,6 +56,7 @@ struct FaultRule {
     const char* ends;    // outcomes, blanks between them
     bool goesOn;         // or it is passed over
     unsigned deviations;
+    const char* within = nullptr; // a routine about it without which the rule says nothing
 };
 // Null when nothing is said of it.
 const FaultRule* RuleOf(const CallSeen& fault);

@@ -1,6 +1,7 @@
 #include "runner.h"
 
 #include "harness/machine_test.h"
+#include "harness/network.h"
 #include "qvnetcfg.h"
 
 #include "app/team_page.h"
@@ -68,8 +69,25 @@ template <class Function> Function Server(const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(server, name)));
 }
 
+// Blocks of the task allocator, which the network configuration gives its texts in, since the last
+// time. The spy lives for good: the allocator keeps it until the last block is back.
+int TaskBlocksLeft() {
+    static TaskMemorySpy* spy = [] {
+        auto made = new TaskMemorySpy;
+        CoRegisterMallocSpy(made);
+        return made;
+    }();
+    static int before;
+    const int now = spy->taken - spy->freed;
+    const int left = now - before;
+    before = now;
+    return left;
+}
+
 std::map<std::string, int> StillOpenByKind() {
     std::map<std::string, int> open;
+    if (const int blocks = TaskBlocksLeft())
+        open["task-blocks"] = blocks;
     std::wistringstream kinds(Bench(L"open"));
     for (std::wstring kind; kinds >> kind;) {
         const size_t equals = kind.find(L'=');
@@ -160,6 +178,7 @@ Observed Runner::observe(void (*press)(Stage*), unsigned long ceiling) {
     Observed seen;
     ClearJournal();
     Bench(L"reset-open");
+    TaskBlocksLeft();
     const UINT64 begin = BenchNow();
     WatchRun(ceiling);
     press(&stage_);
