@@ -16,7 +16,11 @@ static DWORD RunJob(HWND hPage, TeamJob job) {
     HWND hWaitDlg = ppd != NULL ? ppd->hWaitDlg : NULL;
 
     job(hPage);
-    PostMessageW(hWaitDlg, WM_JOB_DONE, 0, 0);
+    // The dialog has no button: a queue that is full must not keep it open for good.
+    if (!PostMessageW(hWaitDlg, WM_JOB_DONE, 0, 0)) {
+        Trace(L"   RunJob: not posted %d\n", GetLastError());
+        SendMessageW(hWaitDlg, WM_JOB_DONE, 0, 0);
+    }
     return 0;
 }
 

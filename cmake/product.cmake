@@ -88,7 +88,7 @@ target_link_options(QvTeamCfg PRIVATE
   -Wl,--major-os-version=5 -Wl,--minor-os-version=2)
 
 if(QV_BENCH)
-  add_library(qvteamcfg_core SHARED ${QV_SOURCES} res/QvTeamCfg.rc)
+  add_library(qvteamcfg_core SHARED app/main.cpp ${QV_SOURCES} res/QvTeamCfg.rc)
   set_target_properties(qvteamcfg_core PROPERTIES PREFIX "")
   target_include_directories(qvteamcfg_core PUBLIC ${PROJECT_SOURCE_DIR}
   $<$<COMPILE_LANGUAGE:RC>:${PROJECT_SOURCE_DIR}/include>)

@@ -181,6 +181,16 @@ TEST_F(WaitDialog, ClosesAlsoWhenTheJobFails) {
     }
 }
 
+TEST_F(WaitDialog, ClosesAlsoWhenItsQueueIsFull) {
+    RunningProgram program;
+    chooseTeam(&program);
+    program.bench(L"fault PostMessageW 1 1816");
+    program.click(L"1000");
+    program.waitText(L"1009", L"Select two NICs");
+    program.waitGone(1104);
+    EXPECT_TRUE(IsWindowEnabled(GetAncestor(program.waitDialog(1100), GA_ROOT)));
+}
+
 // The dialog in this process.
 class WaitDialogInside : public WaitDialog {
   protected:

@@ -40,6 +40,8 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //   clear                                  forgets all faults and holds, lets held calls go on
 //   calls [NAME]                           calls since the start or `reset-counts`; one number, or
 //                                          a line "NAME count" for each wrapped function
+//                                          A message that inserts a row is also a call of its own:
+//                                          LVM_INSERTITEMW, LB_INSERTSTRING, CB_INSERTSTRING
 //   reset-counts
 //   unwrapped                              imports of the attached modules that the bench passes by
 //   open                                   what was opened and not closed: "keys=0 sets=0 ..."
@@ -74,6 +76,11 @@ QV_BENCH_API void BenchJournal(const wchar_t* kind, const wchar_t* format, ...);
 // Counts a call of `name` (any name, e.g. "INetCfg::Apply"), waits when it is held, and returns
 // TRUE when it has to fail; `*error` (may be null) is then the error given with the fault.
 QV_BENCH_API BOOL WINAPI BenchTakeFault(const char* name, DWORD* error);
+
+// From now on `watch` (null: nobody) is told of every counted call, on the thread that makes it and
+// before anything happens to it; `fails`: a fault takes it. Set it while the program is idle.
+typedef void(WINAPI* BenchCallWatch)(const char* name, BOOL fails);
+QV_BENCH_API void WINAPI BenchWatchCalls(BenchCallWatch watch);
 
 // Milliseconds on the bench clock. It moves only by Sleep in the program, by BenchAdvance and by
 // the command `advance`, and is shared with later processes on the same machine.

@@ -47,6 +47,7 @@ SRWLOCK g_lock = SRWLOCK_INIT;
 CONDITION_VARIABLE g_released = CONDITION_VARIABLE_INIT;
 DWORD g_releases;
 std::vector<std::string>& g_held = *new std::vector<std::string>;
+BenchCallWatch volatile g_watch;
 std::map<std::string, CallState>& g_calls = *new std::map<std::string, CallState>;
 
 bool TakeFaultOf(CallState* call, PendingFault* taken) {
@@ -106,12 +107,12 @@ bool TakeCallOf(CallState* call, const char* name, Failure* failure) {
     {
         Guard guard(&g_lock);
         call->count++;
-        if (call->faults.empty() && call->holds.empty())
-            return false;
         fails = TakeFaultOf(call, &fault);
         if (TakeHoldOf(call))
             WaitForRelease(name);
     }
+    if (BenchCallWatch watch = g_watch)
+        watch(name, fails);
     if (!fails)
         return false;
     Journal(L"fault", Format(L"%hs %lu", name, fault.asked));
@@ -368,6 +369,10 @@ void ResetCounts() {
 }
 
 } // namespace bench
+
+void WINAPI BenchWatchCalls(BenchCallWatch watch) {
+    bench::g_watch = watch;
+}
 
 BOOL WINAPI BenchTakeFault(const char* name, DWORD* error) {
     bench::KeepLastError keep;

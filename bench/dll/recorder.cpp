@@ -2,6 +2,7 @@
 // handles that come back through pointers or in more than one, for the tally.
 #include "standins.h"
 
+#include <commctrl.h>
 #include <cstdlib>
 #include <cwchar>
 #include <deque>
@@ -9,6 +10,7 @@
 #include <objbase.h>
 #include <string>
 
+#include "calls.h"
 #include "journal.h"
 #include "last_error.h"
 #include "lock.h"
@@ -27,6 +29,17 @@ struct Button {
 const Button kButtons[] = {
     {IDOK, L"IDOK"},         {IDCANCEL, L"IDCANCEL"}, {IDABORT, L"IDABORT"}, {IDRETRY, L"IDRETRY"},
     {IDIGNORE, L"IDIGNORE"}, {IDYES, L"IDYES"},       {IDNO, L"IDNO"},
+};
+
+struct Insertion {
+    UINT message;
+    const char* name;
+    LRESULT refusal;
+};
+const Insertion kInsertions[] = {
+    {LVM_INSERTITEMW, "LVM_INSERTITEMW", -1},
+    {LB_INSERTSTRING, "LB_INSERTSTRING", LB_ERRSPACE},
+    {CB_INSERTSTRING, "CB_INSERTSTRING", CB_ERRSPACE},
 };
 
 SRWLOCK g_lock = SRWLOCK_INIT;
@@ -219,6 +232,15 @@ int WINAPI ReleaseDC(HWND window, HDC context) {
     if (!released && known)
         Opened(Kind::Contexts, context, "ReleaseDC");
     return released;
+}
+
+// A control that has no memory left refuses a row; most other messages cannot fail.
+LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    Failure failure;
+    for (const Insertion& insertion : kInsertions)
+        if (message == insertion.message && TakeCall(insertion.name, &failure))
+            return failure.hasValue ? static_cast<LRESULT>(failure.value) : insertion.refusal;
+    return ::SendMessageW(window, message, wParam, lParam);
 }
 
 BOOL WINAPI SetDlgItemTextW(HWND dialog, int item, LPCWSTR text) {

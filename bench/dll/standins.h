@@ -99,6 +99,7 @@ void WINAPI OutputDebugStringW(LPCWSTR text);
 int WINAPI MessageBoxW(HWND parent, LPCWSTR text, LPCWSTR caption, UINT type);
 UINT WINAPI RegisterWindowMessageW(LPCWSTR name);
 int WINAPI ReleaseDC(HWND window, HDC context);
+LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 BOOL WINAPI SetDlgItemTextW(HWND dialog, int item, LPCWSTR text);
 BOOL WINAPI SetWindowTextW(HWND window, LPCWSTR text);
 HRESULT WINAPI CoInitialize(LPVOID reserved);

@@ -1,0 +1,313 @@
+#include "operations.h"
+
+#include "stage.h"
+
+#include "app/adapter_sheet.h"
+#include "app/team_page.h"
+#include "include/resource.h"
+#include "info/statistics_table.h"
+#include "inventory/tables.h"
+
+#include <commctrl.h>
+#include <prsht.h>
+
+#include <algorithm>
+
+extern BOOL g_firstTime;
+
+namespace {
+
+// Machines ---------------------------------------------------------------------------------------
+
+void Load(const wchar_t* file, Machine* machine) {
+    std::wstring error;
+    if (!MachineLoad(file, machine, &error))
+        fprintf(stderr, "%ls\n", error.c_str());
+}
+
+// So many free ports of the maker: port0, port1 ...
+void Ports(int count, Machine* machine) {
+    Load(L"two-ports.txt", machine);
+    const MachineAdapter first = machine->adapters.at(0);
+    machine->adapters.clear();
+    for (int number = 0; number < count; number++) {
+        wchar_t tail[16];
+        MachineAdapter port = first;
+        port.name = L"port" + std::to_wstring(number);
+        swprintf(tail, 16, L"%02X", 8 + number * 8);
+        port.instance.replace(port.instance.size() - 2, 2, tail);
+        swprintf(tail, 16, L"%04X}", number + 1);
+        port.guid.replace(port.guid.size() - 5, 5, tail);
+        port.friendlyName = L"Port " + std::to_wstring(number);
+        machine->adapters.push_back(port);
+    }
+}
+
+void AddTeam(const wchar_t* name, std::vector<std::wstring> members, Machine* machine) {
+    const int number = static_cast<int>(machine->teams.size()) + 1;
+    wchar_t guid[64];
+    swprintf(guid, 64, L"{B0000000-0000-4000-8000-%012X}", number);
+    MachineTeam team;
+    team.name = L"team" + std::to_wstring(number);
+    team.teamName = name;
+    team.slot = static_cast<DWORD>(number - 1);
+    team.guid = guid;
+    team.members = std::move(members);
+    team.address = L"0251560000B" + std::to_wstring(number);
+    machine->teams.push_back(team);
+}
+
+void AddVlan(const std::wstring& host, DWORD id, const std::wstring& name, Machine* machine) {
+    wchar_t guid[64];
+    swprintf(guid, 64, L"{C0000000-0000-4000-8000-%012X}", static_cast<int>(id));
+    MachineVlan vlan;
+    vlan.name = L"vlan" + std::to_wstring(id);
+    vlan.host = host;
+    vlan.id = id;
+    vlan.vlanName = name;
+    vlan.guid = guid;
+    machine->vlans.push_back(vlan);
+}
+
+template <int Count> void FreePorts(Machine* machine) {
+    Ports(Count, machine);
+}
+
+template <int Count> void PortsWithVlans(Machine* machine) {
+    Ports(Count, machine);
+    for (int port = 0; port < Count; port++)
+        AddVlan(L"port" + std::to_wstring(port), static_cast<DWORD>(10 + port),
+                L"V" + std::to_wstring(port), machine);
+}
+
+void Windows2003(Machine* machine) {
+    Ports(2, machine);
+    machine->windows = L"5.2";
+    machine->newDev = {L"InstallSelectedDriver", L"UpdateDriverForPlugAndPlayDevicesW"};
+}
+
+void NoProtocol(Machine* machine) {
+    Ports(2, machine);
+    machine->protocolInstalled = false;
+}
+
+template <int Vlans> void OneTeam(Machine* machine) {
+    Ports(2, machine);
+    AddTeam(L"Uplink", {L"port0", L"port1"}, machine);
+    for (DWORD vlan = 1; vlan <= Vlans; vlan++)
+        AddVlan(L"team1", vlan * 10, std::wstring(1, static_cast<wchar_t>(L'@' + vlan)), machine);
+}
+
+void TwoTeams(Machine* machine) {
+    Ports(4, machine);
+    AddTeam(L"Alpha", {L"port0", L"port1"}, machine);
+    AddTeam(L"Beta", {L"port2", L"port3"}, machine);
+}
+
+template <int Vlans> void OnePort(Machine* machine) {
+    Ports(1, machine);
+    for (DWORD vlan = 1; vlan <= Vlans; vlan++)
+        AddVlan(L"port0", vlan * 10, L"V" + std::to_wstring(vlan), machine);
+}
+
+void TeamAndPort(Machine* machine) {
+    Ports(3, machine);
+    AddTeam(L"Uplink", {L"port0", L"port1"}, machine);
+    AddVlan(L"team1", 10, L"A", machine);
+}
+
+void OffloadOnXp(Machine* machine) {
+    Load(L"xp-offload.txt", machine);
+}
+
+// Windows ----------------------------------------------------------------------------------------
+
+// A page that is open already is brought to what it was at first, which takes less time.
+void OpenPage(Stage* stage) {
+    if (stage->page != nullptr) {
+        EnableWindow(stage->page->window(), TRUE);
+        for (int box : {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP, IDC_FAILBACK})
+            stage->page->tick(box, false);
+        OnInitDialog(stage->page->window());
+        return;
+    }
+    stage->page = std::make_unique<PageHost>();
+    // A repaint updates the buttons: an unseen page makes the same calls in each run.
+    ShowWindow(GetParent(stage->page->window()), SW_HIDE);
+}
+
+void TickRows(Stage* stage, int list, int count) {
+    for (int row = 0; row < stage->page->rows(list); row++)
+        stage->page->tickRow(list, row, row < count);
+    stage->page->notifyClick(list);
+}
+
+template <int Count> void OpenToCreate(Stage* stage) {
+    OpenPage(stage);
+    TickRows(stage, IDC_NIC_LIST, 2); // as somebody does it, so that the boxes can be used
+    TickRows(stage, IDC_NIC_LIST, Count);
+    stage->page->tick(Count == 2 ? IDC_ACTIVE_BACKUP : IDC_LACP);
+}
+
+void PressCreate(Stage* stage) {
+    stage->page->command(IDC_CREATE_TEAM);
+}
+
+template <int Count> void OpenToRemove(Stage* stage) {
+    OpenPage(stage);
+    TickRows(stage, IDC_TEAM_LIST, Count);
+}
+
+void PressRemove(Stage* stage) {
+    stage->page->command(IDC_REMOVE_TEAM);
+}
+
+// Everybody who tries again ticks first what is listed.
+void RemoveAgain(Stage* stage) {
+    TickRows(stage, IDC_TEAM_LIST, 4);
+    PressRemove(stage);
+}
+
+void OpenNothing(Stage* stage) {
+    stage->shown.clear();
+    g_firstTime = TRUE;
+}
+
+void StartProgram(Stage* stage) {
+    using Entry = int(WINAPI*)(HINSTANCE, HINSTANCE, LPSTR, int);
+    HMODULE core = GetModuleHandleW(L"qvteamcfg_core.dll");
+    auto entry = reinterpret_cast<Entry>(reinterpret_cast<void*>(GetProcAddress(core, "WinMain")));
+    static char nothing[] = "";
+    WithSheet([&] { entry(core, nullptr, nothing, SW_SHOWNORMAL); },
+              [&](HWND sheet) {
+                  stage->shown["sheet"] = "open";
+                  if (HWND page = PropSheet_GetCurrentPageHwnd(sheet))
+                      ReadTeamPage(page, &stage->shown);
+              });
+}
+
+void StartAgain(Stage* stage) {
+    OpenNothing(stage);
+    StartProgram(stage);
+}
+
+void Refresh(Stage* stage) {
+    OnInitDialog(stage->page->window());
+}
+
+template <int List> void OpenForProperties(Stage* stage) {
+    stage->shown.clear();
+    OpenPage(stage);
+    TickRows(stage, List, 1);
+    for (StatisticsRow& row : g_statistics)
+        row.value = 0;
+    ResetStatistics();
+}
+
+void PressProperties(Stage* stage) {
+    WithSheet([&] { stage->page->command(IDC_PROPERTIES); },
+              [&](HWND sheet) { VisitPages(sheet, &stage->shown); });
+}
+
+void PropertiesAgain(Stage* stage) {
+    stage->shown.clear();
+    for (StatisticsRow& row : g_statistics)
+        row.value = 0;
+    ResetStatistics();
+    PressProperties(stage);
+}
+
+void OpenVlans(Stage* stage, SheetOf host) {
+    OpenPage(stage);
+    stage->vlans = std::make_unique<VlanPageHost>(host);
+    ShowWindow(GetParent(stage->vlans->window()), SW_HIDE);
+}
+
+void OpenVlansOfPort(Stage* stage) {
+    OpenVlans(stage, {0, -1});
+}
+
+void OpenVlansOfTeam(Stage* stage) {
+    OpenVlans(stage, {-1, 0});
+}
+
+void AddVlan777(Stage* stage) {
+    stage->vlans->owner().play({[](HWND dialog) {
+                                    TypeInto(GetDlgItem(dialog, IDC_VLAN_ID), L"777");
+                                    TypeInto(GetDlgItem(dialog, IDC_VLAN_NAME), L"New");
+                                },
+                                [](HWND dialog) { ClickIn(dialog, IDOK); }});
+    stage->vlans->command(IDC_ADD_VLAN);
+}
+
+template <int Row> void RemoveVlan(Stage* stage) {
+    stage->vlans->tick({Row});
+    stage->vlans->command(IDC_REMOVE_VLAN);
+}
+
+} // namespace
+
+const std::vector<Operation>& Operations() {
+    static const std::vector<Operation> operations = {
+        {"start-up", TeamAndPort, OpenNothing, StartProgram, StartAgain},
+        {"refresh", TeamAndPort, OpenPage, Refresh, Refresh},
+        {"adapter-properties", FreePorts<2>, OpenForProperties<IDC_NIC_LIST>, PressProperties,
+         PropertiesAgain},
+        {"adapter-properties-xp", OffloadOnXp, OpenForProperties<IDC_NIC_LIST>, PressProperties,
+         PropertiesAgain},
+        {"team-properties", TeamAndPort, OpenForProperties<IDC_TEAM_LIST>, PressProperties,
+         PropertiesAgain},
+        {"create-2", FreePorts<2>, OpenToCreate<2>, PressCreate, PressCreate},
+        {"create-2-vlans", PortsWithVlans<2>, OpenToCreate<2>, PressCreate, PressCreate},
+        {"create-2-windows-2003", Windows2003, OpenToCreate<2>, PressCreate, PressCreate},
+        {"create-8", FreePorts<8>, OpenToCreate<8>, PressCreate, PressCreate},
+        {"create-8-vlans", PortsWithVlans<8>, OpenToCreate<8>, PressCreate, PressCreate},
+        {"install-protocol", NoProtocol, OpenToCreate<2>, PressCreate, PressCreate},
+        {"remove-1", OneTeam<0>, OpenToRemove<1>, PressRemove, RemoveAgain},
+        {"remove-2", TwoTeams, OpenToRemove<2>, PressRemove, RemoveAgain},
+        {"remove-vlans", OneTeam<2>, OpenToRemove<1>, PressRemove, RemoveAgain},
+        {"adapter-add-first-vlan", OnePort<0>, OpenVlansOfPort, AddVlan777, AddVlan777},
+        {"adapter-add-second-vlan", OnePort<1>, OpenVlansOfPort, AddVlan777, AddVlan777},
+        {"adapter-add-last-vlan", OnePort<63>, OpenVlansOfPort, AddVlan777, AddVlan777},
+        {"adapter-remove-first-vlan", OnePort<3>, OpenVlansOfPort, RemoveVlan<0>, RemoveVlan<0>},
+        {"adapter-remove-second-vlan", OnePort<3>, OpenVlansOfPort, RemoveVlan<1>, RemoveVlan<1>},
+        {"adapter-remove-last-vlan", OnePort<1>, OpenVlansOfPort, RemoveVlan<0>, RemoveVlan<0>},
+        {"team-add-first-vlan", OneTeam<0>, OpenVlansOfTeam, AddVlan777, AddVlan777},
+        {"team-add-second-vlan", OneTeam<1>, OpenVlansOfTeam, AddVlan777, AddVlan777},
+        {"team-add-last-vlan", OneTeam<63>, OpenVlansOfTeam, AddVlan777, AddVlan777},
+        {"team-remove-first-vlan", OneTeam<3>, OpenVlansOfTeam, RemoveVlan<0>, RemoveVlan<0>},
+        {"team-remove-second-vlan", OneTeam<3>, OpenVlansOfTeam, RemoveVlan<1>, RemoveVlan<1>},
+        {"team-remove-last-vlan", OneTeam<1>, OpenVlansOfTeam, RemoveVlan<0>, RemoveVlan<0>},
+    };
+    return operations;
+}
+
+const Operation* FindOperation(const std::string& name) {
+    for (const Operation& operation : Operations()) {
+        if (name == operation.name)
+            return &operation;
+    }
+    return nullptr;
+}
+
+Facts ShownFacts(const Stage& stage) {
+    Facts shown = stage.shown;
+    if (stage.page != nullptr)
+        ReadTeamPage(stage.page->window(), &shown);
+    if (stage.vlans != nullptr) {
+        for (int row = 0; row < stage.vlans->rows(); row++)
+            shown["vlans\\" + NarrowText(stage.vlans->cell(row, 1))] =
+                NarrowText(stage.vlans->cell(row, 0));
+        shown["vlans\\count"] = std::to_string(stage.vlans->list()->numVlans);
+    }
+    return shown;
+}
+
+std::string NarrowText(const std::wstring& text) {
+    std::string narrow;
+    for (wchar_t c : text)
+        narrow += c == L'\r' || c == L'\n' || c == L'\t' ? ' '
+                  : c < 0x80                             ? static_cast<char>(c)
+                                                         : '?';
+    return narrow;
+}

@@ -1,0 +1,160 @@
+#include "snapshot.h"
+
+#include "driver_control.h"
+
+namespace {
+
+// Where the machine is kept; the key that is watched is there whether the other one is or not.
+struct Place {
+    const wchar_t* watched;
+    const wchar_t* below;
+};
+#define CONTROL L"System\\CurrentControlSet\\Control"
+const Place kPlaces[] = {
+    {L"System\\CurrentControlSet\\Enum", L"PCI"},
+    {L"System\\CurrentControlSet\\Enum", L"ROOT"},
+    {CONTROL L"\\Class", L"{4D36E972-E325-11CE-BFC1-08002BE10318}"},
+    {CONTROL, L"Network"},
+    {L"System\\CurrentControlSet\\Services", L"qvteamp"},
+    {L"System\\CurrentControlSet\\Services", L"qvteammp"},
+    {L"System\\CurrentControlSet\\Services\\Tcpip", L"Parameters\\Interfaces"},
+    {L"Software", L"QvBench"},
+};
+
+RegistryTree Read(HKEY key) {
+    RegistryTree tree;
+    wchar_t name[512];
+    std::vector<BYTE> bytes(4096);
+    for (DWORD index = 0;; index++) {
+        DWORD cchName = ARRAYSIZE(name);
+        DWORD size = static_cast<DWORD>(bytes.size());
+        DWORD type;
+        LSTATUS status =
+            RegEnumValueW(key, index, name, &cchName, nullptr, &type, bytes.data(), &size);
+        if (status == ERROR_MORE_DATA) {
+            bytes.resize(size + 1024);
+            index--;
+            continue;
+        }
+        if (status != ERROR_SUCCESS)
+            break;
+        tree.values[name] = {type, std::vector<BYTE>(bytes.begin(), bytes.begin() + size)};
+    }
+    for (DWORD index = 0;; index++) {
+        DWORD cchName = ARRAYSIZE(name);
+        if (RegEnumKeyExW(key, index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS)
+            break;
+        HKEY below;
+        if (RegOpenKeyExW(key, name, 0, KEY_READ, &below) == ERROR_SUCCESS) {
+            tree.keys[name] = Read(below);
+            RegCloseKey(below);
+        }
+    }
+    return tree;
+}
+
+void Write(HKEY key, const RegistryTree& wanted, const RegistryTree& now) {
+    for (const auto& [name, value] : now.values) {
+        if (wanted.values.count(name) == 0)
+            RegDeleteValueW(key, name.c_str());
+    }
+    for (const auto& [name, value] : wanted.values) {
+        auto found = now.values.find(name);
+        if (found != now.values.end() && found->second == value)
+            continue;
+        // A string gets a terminator of RegSetValueExW's own when one stands behind its bytes.
+        std::vector<BYTE> guarded = value.bytes;
+        guarded.insert(guarded.end(), 2, 0xee);
+        RegSetValueExW(key, name.c_str(), 0, value.type, guarded.data(),
+                       static_cast<DWORD>(value.bytes.size()));
+    }
+    for (const auto& [name, tree] : now.keys) {
+        if (wanted.keys.count(name) == 0)
+            RegDeleteTreeW(key, name.c_str());
+    }
+    for (const auto& [name, tree] : wanted.keys) {
+        auto found = now.keys.find(name);
+        HKEY below;
+        if (RegCreateKeyExW(key, name.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below,
+                            nullptr) == ERROR_SUCCESS) {
+            Write(below, tree, found != now.keys.end() ? found->second : RegistryTree());
+            RegCloseKey(below);
+        }
+    }
+}
+
+} // namespace
+
+struct Snapshot::Root {
+    const Place* place;
+    HKEY watched = nullptr;
+    HANDLE written = nullptr;
+    bool exists = false;
+    RegistryTree tree;
+
+    explicit Root(const Place* at) : place(at) {
+        RegCreateKeyExW(HKEY_LOCAL_MACHINE, at->watched, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                        &watched, nullptr);
+        written = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        tree = now(&exists);
+        watch();
+    }
+    ~Root() {
+        RegCloseKey(watched);
+        CloseHandle(written);
+    }
+    void watch() {
+        // A watch ends with its first event.
+        RegNotifyChangeKeyValue(watched, TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
+                                written, TRUE);
+    }
+    RegistryTree now(bool* there) const {
+        HKEY key;
+        *there = RegOpenKeyExW(watched, place->below, 0, KEY_READ, &key) == ERROR_SUCCESS;
+        if (!*there)
+            return {};
+        RegistryTree read = Read(key);
+        RegCloseKey(key);
+        return read;
+    }
+    void restore() {
+        bool there;
+        RegistryTree found = now(&there);
+        HKEY key;
+        if (!exists && there)
+            RegDeleteTreeW(watched, place->below);
+        if (exists && RegCreateKeyExW(watched, place->below, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                      &key, nullptr) == ERROR_SUCCESS) {
+            Write(key, tree, found);
+            RegCloseKey(key);
+        }
+    }
+};
+
+Snapshot::Snapshot() {
+    for (const Place& place : kPlaces)
+        roots_.push_back(std::make_unique<Root>(&place));
+}
+
+Snapshot::~Snapshot() = default;
+
+bool Snapshot::touched() {
+    for (auto& root : roots_)
+        touched_ |= WaitForSingleObject(root->written, 0) == WAIT_OBJECT_0;
+    return touched_;
+}
+
+void Snapshot::restore() {
+    if (!touched())
+        return;
+    for (auto& root : roots_)
+        root->restore();
+    DriverSync();
+    for (auto& root : roots_) {
+        root->watch();
+        WaitForSingleObject(root->written, 0);
+    }
+    // The events of the writing above came to watches that had ended or have just been drained.
+    touched_ = false;
+}
