@@ -17,7 +17,7 @@ bool IsAdministrator() {
 
 HRESULT Workspace::AcquireWriteLock(DWORD timeout, const std::wstring& description,
                                     std::wstring* holder) {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     if (initialized_) {
         return NETCFG_E_ALREADY_INITIALIZED;
     }
@@ -35,7 +35,7 @@ HRESULT Workspace::AcquireWriteLock(DWORD timeout, const std::wstring& descripti
 }
 
 HRESULT Workspace::ReleaseWriteLock() {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     if (!lock_.Held()) {
         return NETCFG_E_NO_WRITE_LOCK;
     }
@@ -48,7 +48,7 @@ HRESULT Workspace::ReleaseWriteLock() {
 }
 
 HRESULT Workspace::Initialize() {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     if (initialized_) {
         return NETCFG_E_ALREADY_INITIALIZED;
     }
@@ -59,7 +59,7 @@ HRESULT Workspace::Initialize() {
 }
 
 HRESULT Workspace::Uninitialize() {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     if (!initialized_) {
         return NETCFG_E_NOT_INITIALIZED;
     }
@@ -68,7 +68,7 @@ HRESULT Workspace::Uninitialize() {
 }
 
 HRESULT Workspace::Apply() {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     for (const auto& [id, component] : stagedRemovals_) {
         NetCfgRemoveComponent(id);
         if (!component.service.empty()) {
@@ -105,44 +105,44 @@ HRESULT Workspace::Apply() {
 }
 
 HRESULT Workspace::Cancel() {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     Load();
     return S_OK;
 }
 
 unsigned Workspace::Generation() const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     return generation_;
 }
 
 HRESULT Workspace::Readable(unsigned generation) const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     return initialized_ && generation == generation_ ? S_OK : NETCFG_E_NOT_INITIALIZED;
 }
 
 HRESULT Workspace::Changeable(unsigned generation) const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     const HRESULT readable = Readable(generation);
     return FAILED(readable) ? readable : lock_.Held() ? S_OK : NETCFG_E_NO_WRITE_LOCK;
 }
 
 std::vector<NetCfgComponent> Workspace::Components() const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     return components_;
 }
 
 std::vector<NetCfgAdapter> Workspace::Adapters() const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     return adapters_;
 }
 
 std::vector<NetCfgPath> Workspace::Paths() const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     return paths_;
 }
 
 std::optional<NetCfgPath> Workspace::FindPath(const std::wstring& token) const {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     for (const NetCfgPath& path : paths_) {
         if (path.token == token) {
             return path;
@@ -152,7 +152,7 @@ std::optional<NetCfgPath> Workspace::FindPath(const std::wstring& token) const {
 }
 
 HRESULT Workspace::EnablePath(const std::wstring& token, bool enable) {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     for (NetCfgPath& path : paths_) {
         if (path.token == token) {
             path.enabled = enable;
@@ -164,7 +164,7 @@ HRESULT Workspace::EnablePath(const std::wstring& token, bool enable) {
 }
 
 HRESULT Workspace::RenameComponent(const std::wstring& id, const std::wstring& displayName) {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     NetCfgComponent* component = FindComponent(id);
     if (component == nullptr) {
         return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
@@ -176,7 +176,7 @@ HRESULT Workspace::RenameComponent(const std::wstring& id, const std::wstring& d
 
 HRESULT Workspace::Install(const std::wstring& requestedId, const NetCfgComponent& component,
                            const InfComponent& inf) {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     NetCfgComponent added = component;
     for (const NetCfgComponent& present : components_) {
         added.upper = std::max(added.upper, present.upper + 1);
@@ -188,7 +188,7 @@ HRESULT Workspace::Install(const std::wstring& requestedId, const NetCfgComponen
 }
 
 HRESULT Workspace::DeInstall(const std::wstring& id) {
-    std::lock_guard<std::recursive_mutex> guard(mutex_);
+    std::lock_guard<Mutex> guard(mutex_);
     NetCfgComponent* component = FindComponent(id);
     if (component == nullptr) {
         return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);

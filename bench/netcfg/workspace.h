@@ -23,6 +23,30 @@
 #include "model.h"
 #include "writelock.h"
 
+// One that may be taken again by who holds it. The library's own keeps a block of memory for good when
+// it goes.
+class Mutex {
+  public:
+    Mutex() {
+        InitializeCriticalSection(&section_);
+    }
+    ~Mutex() {
+        DeleteCriticalSection(&section_);
+    }
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    void lock() {
+        EnterCriticalSection(&section_);
+    }
+    void unlock() {
+        LeaveCriticalSection(&section_);
+    }
+
+  private:
+    CRITICAL_SECTION section_;
+};
+
 class Workspace {
   public:
     HRESULT AcquireWriteLock(DWORD timeout, const std::wstring& description, std::wstring* holder);
@@ -61,7 +85,7 @@ class Workspace {
     void RebuildPaths();
     NetCfgComponent* FindComponent(const std::wstring& id);
 
-    mutable std::recursive_mutex mutex_;
+    mutable Mutex mutex_;
     WriteLock lock_;
     bool initialized_ = false;
     unsigned generation_ = 0;

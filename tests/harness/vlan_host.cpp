@@ -37,6 +37,7 @@ DialogOwner::DialogOwner() {
 }
 
 DialogOwner::~DialogOwner() {
+    RemoveWindowSubclass(window_, Watch, 1);
     DestroyWindow(window_);
     PageHost::Pump();
 }
