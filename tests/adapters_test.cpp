@@ -326,6 +326,15 @@ TEST_F(Adapters, ThatTheListDoesNotTakeHaveNoRow) {
     EXPECT_EQ("", StillOpen());
 }
 
+TEST_F(Adapters, ThatAListHasNoMemoryForAreTheOnlyOnesLeftOut) {
+    AddPorts(3);
+    Build();
+    Bench(L"fault LVM_INSERTITEMW 2 8");
+    EXPECT_EQ(1, Fill());
+    EXPECT_EQ((Names{L"Port 0", L"Port 2"}), Nics());
+    EXPECT_EQ(3u, Calls("LVM_INSERTITEMW"));
+}
+
 TEST_F(Adapters, OfAShorterListLeaveTheirOldRowsBehind) {
     AddPorts(3);
     Build();
