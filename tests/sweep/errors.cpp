@@ -93,6 +93,7 @@ const Known kKnown[] = {
     {"RegQueryValueExW", {ERROR_FILE_NOT_FOUND, ERROR_KEY_DELETED}},
     {"RegSetValueExW", {ERROR_ACCESS_DENIED, ERROR_NO_SYSTEM_RESOURCES}},
     {"RegisterWindowMessageW", {ERROR_NOT_ENOUGH_MEMORY}},
+    {"SetDllDirectoryW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"SetDlgItemTextW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"SetWindowTextW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"SetupDiBuildDriverInfoList", {ERROR_NOT_ENOUGH_MEMORY, 0xE0000100}},

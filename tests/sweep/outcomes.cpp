@@ -164,6 +164,7 @@ const FaultRule kFaults[] = {
     {"SetStatus", "SetWindowTextW", "", true, kTextLost},
     {"CreateTeamThread", "PostMessageW", "", true, 0},
     {"RemoveTeamThread", "PostMessageW", "", true, 0},
+    {"WinMain", "SetDllDirectoryW", "", true, 0},
     {"WinMain", "RegisterWindowMessageW", "no-message", false, 0},
     {"WinMain", "VirtualAlloc", "no-memory", false, 0},
     {"WinMain", "MessageBoxW", "", true, kTextLost},
