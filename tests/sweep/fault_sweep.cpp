@@ -19,8 +19,9 @@
 
 namespace {
 
-// Without a word for so long a process is stuck outside all counted calls.
-constexpr DWORD kDeadlockMilliseconds = 60 * 1000;
+// Without a word for so long a process is stuck outside all counted calls, or the computer has more to
+// do than it can: the run is tried once more before it counts as a hang.
+constexpr DWORD kDeadlockMilliseconds = 120 * 1000;
 
 // So many processes in a row may end at once before an operation is given up.
 constexpr int kFruitlessProcesses = 3;
@@ -184,8 +185,12 @@ class Sweep {
                 note(faultText(index) + kind + ":" + Sentence(text));
             }
         }
-        if (!ended && begun) {
-            note(faultText(next - 1) + "hang: without a word");
+        if (!ended && begun && silent_ != next - 1) {
+            note(faultText(next - 1) + "without a word, tried once more");
+            silent_ = --next;
+            score_.runs--;
+        } else if (!ended && begun) {
+            note(faultText(next - 1) + "hang: without a word, twice");
             score_.hangs++;
         } else if (code != 0 && !accounted && begun) {
             note(faultText(next - 1) + "crash: ended with " + std::to_string(code));
@@ -202,6 +207,7 @@ class Sweep {
     std::vector<std::string> plan_; // its lines
     Score score_;
     bool ended_ = false;
+    size_t silent_ = ~size_t{0}; // run that was given a second try
 };
 
 bool Parse(int argc, char** argv, Options* options) {
