@@ -417,7 +417,8 @@ int RunMachines(ULONGLONG end) {
     }
     for (; g_progress->seed < end; g_progress->seed++) {
         RunMachine(g_progress->seed, plain);
-        g_progress->runs++;
+        if (++g_progress->runs % 100 == 0)
+            fprintf(stderr, "%llu machines\n", g_progress->runs);
     }
     MachineReset();
     for (const auto& time : g_times) {
