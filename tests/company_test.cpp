@@ -74,12 +74,6 @@ static std::vector<HWND> WindowsOf(RunningProgram* program) {
     return windows;
 }
 
-// The wait dialog's window goes before the call that showed it is over.
-static void WaitForEnd(RunningProgram* program) {
-    EXPECT_TRUE(
-        drive::WaitUntil([&] { return !Texts(program->journal(), L"dialog-close").empty(); }));
-}
-
 // The answer, which must come.
 static DWORD_PTR Ask(HWND window, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
     DWORD_PTR answer = 0xdeadbeef;
@@ -126,13 +120,21 @@ class CompanyOfAJob : public MachineTest, public testing::WithParamInterface<Tea
         program->bench(L"journal-clear");
     }
 
+    // The wait dialog is out of sight a moment before the job counts as over.
+    static void WaitJobOver(RunningProgram* program) {
+        program->waitText(L"1009", L"Select two NICs");
+        program->waitGone(1104);
+        EXPECT_TRUE(drive::WaitUntil(
+            [&] { return Texts(program->journal(), L"dialog-close").size() == 1; }));
+    }
+
     // An undisturbed job: what it calls, and what the machine and the journal are behind it.
     CallNames RunAlone(std::string* dump, Events* journal) const {
         RunningProgram program;
         Prepare(&program);
         program.bench(L"reset-counts");
         program.click(GetParam().button);
-        WaitForEnd(&program);
+        WaitJobOver(&program);
         *journal = program.journal();
         *dump = MachineDump();
         return CallsMade(&program);
@@ -175,7 +177,7 @@ TEST_P(CompanyOfAJob, IsAnsweredWhereverTheWorkerStands) {
             }
         });
     }
-    WaitForEnd(&program);
+    WaitJobOver(&program);
     std::printf("    %u calls of the worker stopped in, longest answer %.1f ms\n",
                 static_cast<unsigned>(stops.size()), longest);
     EXPECT_LE(40u, stops.size()) << "kinds of calls";
