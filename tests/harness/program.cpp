@@ -90,16 +90,19 @@ void RunningProgram::waitText(const std::wstring& name, const std::wstring& part
     })) << testing::PrintToString(drive::TextOf(window));
 }
 
-void RunningProgram::click(const std::wstring& name, int dialog) {
+// As a person does, waits for a control that an earlier click brings to life.
+static void ClickLiving(HWND control, bool leave) {
     std::wstring error;
-    EXPECT_TRUE(drive::ClickControl(control(name, dialog), false, &error))
-        << testing::PrintToString(error);
+    EXPECT_TRUE(drive::WaitUntil([&] { return IsWindowEnabled(control) != FALSE; }));
+    EXPECT_TRUE(drive::ClickControl(control, leave, &error)) << testing::PrintToString(error);
+}
+
+void RunningProgram::click(const std::wstring& name, int dialog) {
+    ClickLiving(control(name, dialog), false);
 }
 
 void RunningProgram::clickAndLeave(const std::wstring& name, int dialog) {
-    std::wstring error;
-    EXPECT_TRUE(drive::ClickControl(control(name, dialog), true, &error))
-        << testing::PrintToString(error);
+    ClickLiving(control(name, dialog), true);
 }
 
 void RunningProgram::tickRow(const std::wstring& list, int row, bool on, bool keyboard) {
