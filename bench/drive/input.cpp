@@ -52,6 +52,24 @@ bool WaitIdle(HWND window, std::wstring* error) {
            Fail(error, L"the program did not become idle");
 }
 
+static BOOL CALLBACK FindUnpainted(HWND window, LPARAM parameter) {
+    auto unpainted = reinterpret_cast<HWND*>(parameter);
+    if (IsWindowVisible(window) && GetUpdateRect(window, nullptr, FALSE))
+        *unpainted = window;
+    return *unpainted == nullptr;
+}
+
+bool WaitPainted(HWND window, std::wstring* error) {
+    HWND root = GetAncestor(window, GA_ROOT);
+    const bool painted = WaitUntil([root] {
+        HWND unpainted = nullptr;
+        EnumChildWindows(root, FindUnpainted, reinterpret_cast<LPARAM>(&unpainted));
+        return unpainted == nullptr;
+    });
+    // What has been painted comes on screen when the thread has nothing else to do.
+    return (painted || Fail(error, L"a control is not painted")) && WaitIdle(window, error);
+}
+
 static bool Settle(HWND window, bool leave, std::wstring* error) {
     return leave || WaitIdle(window, error);
 }

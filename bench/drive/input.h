@@ -17,6 +17,9 @@ namespace drive {
 // meanwhile counts as idle.
 bool WaitIdle(HWND window, std::wstring* error);
 
+// Waits until everything in the top-level window around this one is painted.
+bool WaitPainted(HWND window, std::wstring* error);
+
 // Clicks at a point of the screen. `expected` must be the window that the system finds there.
 bool MouseClick(HWND expected, POINT point, bool leave, std::wstring* error);
 

@@ -517,7 +517,7 @@ static bool DoRead(Session& session, Words&, Answer* answer) {
 }
 
 static bool DoScreenshot(Session& session, Words& words, Answer* answer) {
-    if (session.dialog != nullptr && !WaitIdle(session.dialog, &answer->text))
+    if (IsWindow(session.dialog) && !WaitPainted(session.dialog, &answer->text))
         return false;
     const std::wstring folder = session.shots.empty() ? L"" : session.shots + L"\\";
     return Screenshot(FullPath(folder + words[1] + L".png"), &answer->text);
