@@ -1,6 +1,8 @@
 // Requests that team creation refuses: which text comes first, and that nothing has changed.
 #include "harness/creation.h"
 
+#include "team/nic_checks.h"
+
 class CreationRefusal : public CreationTest {
   protected:
     // The refusal shows exactly this text (none when null) and changes nothing.
@@ -393,4 +395,26 @@ TEST_F(CreationRefusal, WithoutTheStateRecordIsSilent) {
     LONG_PTR data = SetWindowLongPtrW(page->window(), DWLP_USER, 0);
     ExpectRefused(Create(), nullptr);
     SetWindowLongPtrW(page->window(), DWLP_USER, data);
+}
+
+TEST_F(CreationRefusal, ComesBeforeTheDriversOpenWhereThePageHasNoStateRecord) {
+    Ports(2);
+    Open({0, 1}, 1, L"Team0");
+    TeamEntry team = {};
+    team.numNics = 1;
+    team.nicGuids[0] = g_nics[0].guid;
+    EXPECT_EQ(NICS_VALID, ValidateNICs(page->window(), &team));
+    LONG_PTR data = SetWindowLongPtrW(page->window(), DWLP_USER, 0);
+    const unsigned opened = Calls("CreateFileW");
+    EXPECT_EQ(NICS_NOT_OPENED, ValidateNICs(page->window(), &team));
+    EXPECT_EQ(opened, Calls("CreateFileW"));
+    SetWindowLongPtrW(page->window(), DWLP_USER, data);
+}
+
+TEST_F(CreationRefusal, ForOffloadOnXPNeedsADeviceListToTell) {
+    LoadAndBuild(L"xp-offload.txt");
+    EXPECT_TRUE(IsWinXPAndOffload(nullptr));
+    Bench(L"fault SetupDiGetClassDevsW 1 8");
+    EXPECT_FALSE(IsWinXPAndOffload(nullptr));
+    EXPECT_EQ("", StillOpen());
 }
