@@ -36,12 +36,14 @@ static bool ModalIsOnItsWay(HWND root) {
 }
 
 // Painting comes after all input in a thread's queue. So a window is marked for painting, and once
-// the mark is gone the thread has handled what was queued before.
+// the mark is gone the thread has handled what was queued before. The mark is a pixel in the corner:
+// an erasing paint that is due too would wipe all that is marked, and children there stay wiped.
 bool WaitIdle(HWND window, std::wstring* error) {
     HWND root = GetAncestor(window, GA_ROOT);
     if (root == nullptr || !IsWindowVisible(root))
         return true;
-    RedrawWindow(root, nullptr, nullptr, RDW_INVALIDATE | RDW_NOCHILDREN);
+    const RECT corner = {0, 0, 1, 1};
+    RedrawWindow(root, &corner, nullptr, RDW_INVALIDATE | RDW_NOCHILDREN);
     const bool painted = WaitUntil([root] {
         return !IsWindow(root) || !IsWindowVisible(root) || !GetUpdateRect(root, nullptr, FALSE);
     });
