@@ -157,6 +157,7 @@ trap clean_up EXIT
 trap "exit 143" TERM INT
 ip netns add "$NEAR" 2>/dev/null && ip netns add "$FAR" 2>/dev/null ||
   skip "this machine lets nobody make network namespaces"
+near true 2>/dev/null || skip "nobody can enter a network namespace here, as in a changed root"
 no_ipv6 "$NEAR"
 no_ipv6 "$FAR"
 cable 0 2>/dev/null && cable 1 || skip "this machine makes no virtual cables"
