@@ -5,6 +5,7 @@
 #include "device/adapter_driver.h"
 #include "device/bindings.h"
 #include "device/device_state.h"
+#include "include/page_notify.h"
 #include "include/resource.h"
 #include "inventory/administrator.h"
 #include "inventory/checked_items.h"
@@ -17,7 +18,6 @@
 #include "vlan/vlan_message.h"
 
 #include <commctrl.h>
-#include <prsht.h>
 #include <stdlib.h>
 #include <strsafe.h>
 
@@ -262,19 +262,9 @@ static BOOL SupplyItemText(VlanList* list, NMLVDISPINFOW* info) {
 }
 
 static INT_PTR OnNotify(HWND hDlg, VlanList* list, NMHDR* header) {
-    switch (header->code) {
-    case PSN_SETACTIVE:
-    case PSN_KILLACTIVE:
-    case PSN_APPLY:
-        SetWindowLongPtrW(hDlg, DWLP_MSGRESULT, 0);
-        return TRUE;
-    case PSN_RESET:
-        return FALSE;
-    case LVN_GETDISPINFOW:
+    if (header->code == LVN_GETDISPINFOW)
         return SupplyItemText(list, reinterpret_cast<NMLVDISPINFOW*>(header));
-    default:
-        return TRUE;
-    }
+    return AnswerSheet(hDlg, header);
 }
 
 static INT_PTR OnInitPage(HWND hDlg) {
