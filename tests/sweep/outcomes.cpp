@@ -226,6 +226,8 @@ const FaultRule kFaults[] = {
     {"cmdUpdate", "DiInstallDevice InstallSelectedDriver UpdateDriverForPlugAndPlayDevicesW",
      "not-installed not-added", true, kAnyError | kVirtualDevice | kRows | kMember | kForeign},
     {"cmdUpdate", "*", "not-installed not-added", false, 0},
+    {"ReadDeviceName", "SetupDiGetDeviceRegistryPropertyW", "", true, kSheet,
+     "PopulateAdaptersInTeam"},
     {"ReadDeviceName", "SetupDiGetDeviceRegistryPropertyW", "", true,
      kName | kRows | kVirtualValues | kForeign},
     {"cmdInstall", "SetupDiSetDeviceRegistryPropertyW", "not-installed not-added", true,
