@@ -12,4 +12,8 @@ long NetCfgLiveObjects(void);
 
 // TRUE while an object of this process holds the network configuration write lock.
 BOOL NetCfgLockHeld(void);
+
+// How often an object of this process was let go without a word to the lock that it held. The lock goes
+// with it, so that nobody else would notice.
+long NetCfgLocksForgotten(void);
 }

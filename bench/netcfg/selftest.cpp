@@ -835,6 +835,7 @@ template <class Function> Function Export(HMODULE module, const char* name) {
 void TestCounts(HMODULE server) {
     auto liveObjects = Export<decltype(&NetCfgLiveObjects)>(server, "NetCfgLiveObjects");
     auto lockHeld = Export<decltype(&NetCfgLockHeld)>(server, "NetCfgLockHeld");
+    auto locksForgotten = Export<decltype(&NetCfgLocksForgotten)>(server, "NetCfgLocksForgotten");
     auto canUnload = Export<HRESULT(WINAPI*)(void)>(server, "DllCanUnloadNow");
     // Also says that no test before this one leaked.
     CHECK_EQUAL(liveObjects(), 0);
@@ -852,6 +853,13 @@ void TestCounts(HMODULE server) {
         client.Close();
         CHECK_EQUAL(lockHeld(), FALSE);
     }
+    const long forgotten = locksForgotten();
+    {
+        Client client;
+        client.Open();
+    }
+    CHECK_EQUAL(lockHeld(), FALSE);
+    CHECK_EQUAL(locksForgotten(), forgotten + 1);
     CHECK_EQUAL(liveObjects(), 0);
 }
 

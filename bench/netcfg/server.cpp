@@ -104,4 +104,8 @@ long NetCfgLiveObjects(void) {
 BOOL NetCfgLockHeld(void) {
     return WriteLock::HeldHere() != 0;
 }
+
+long NetCfgLocksForgotten(void) {
+    return WriteLock::Forgotten();
+}
 }

@@ -19,6 +19,7 @@ const DWORD kBenchStep = 100;
 const DWORD kRealPause = 10;
 
 std::atomic<long> g_heldHere{0};
+std::atomic<long> g_forgotten{0};
 
 // Milliseconds of bench time for which the machine's imaginary client still holds the lock.
 ULONGLONG ImaginaryHolder(std::wstring* holder) {
@@ -46,6 +47,7 @@ HANDLE CreateToken() {
 } // namespace
 
 WriteLock::~WriteLock() {
+    g_forgotten += Held();
     Release();
 }
 
@@ -112,4 +114,8 @@ bool WriteLock::HeldByAnyone(std::wstring* holder) {
 
 long WriteLock::HeldHere() {
     return g_heldHere;
+}
+
+long WriteLock::Forgotten() {
+    return g_forgotten;
 }

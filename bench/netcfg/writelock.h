@@ -24,6 +24,8 @@ class WriteLock {
     static bool HeldByAnyone(std::wstring* holder);
     // How many objects of this process hold it: 0 or 1.
     static long HeldHere();
+    // How many objects of this process went with it, so far.
+    static long Forgotten();
 
   private:
     bool TryOwn(const std::wstring& description);

@@ -30,6 +30,7 @@ size_t g_coreSize;
 size_t g_codeSize;
 void (*g_fault)(const std::string&);
 BYTE* g_arenaEnd;
+const ULONG_PTR* g_canary;
 
 // ---- allocations
 
@@ -91,6 +92,18 @@ void CountCall() {
         g_guardHooks.beforeCall();
 }
 
+// The platform may write as far as the stated length goes. Where that is a canary of the stack, the
+// routine that stated it ends the process; one that an earlier routine has left there is nobody's.
+void BreakCanaries(void* buffer, size_t size) {
+    const ULONG_PTR first = (reinterpret_cast<ULONG_PTR>(buffer) + 7) & ~ULONG_PTR{7};
+    const ULONG_PTR end = reinterpret_cast<ULONG_PTR>(buffer) + size;
+    for (ULONG_PTR at = first; at + sizeof(*g_canary) <= end; at += sizeof(*g_canary)) {
+        ULONG_PTR* word = reinterpret_cast<ULONG_PTR*>(at);
+        if (*word == *g_canary)
+            *word = ~*word;
+    }
+}
+
 // A buffer of the stated length in front of the guard page, for one call. What the product's buffer
 // holds is there before, and what it then holds goes back whole.
 class Bounce {
@@ -102,6 +115,7 @@ class Bounce {
             return;
         }
         g_guardCounts.bounced++;
+        BreakCanaries(buffer, size);
         at_ = g_arenaEnd - size;
         memcpy(at_, buffer, size);
     }
@@ -375,6 +389,12 @@ void GuardImports() {
     const auto& header =
         reinterpret_cast<IMAGE_NT_HEADERS64*>(g_core + dos->e_lfanew)->OptionalHeader;
     g_coreSize = header.SizeOfImage;
+    g_canary = reinterpret_cast<const ULONG_PTR*>(reinterpret_cast<const void*>(
+        GetProcAddress(reinterpret_cast<HMODULE>(g_core), "__stack_chk_guard")));
+    if (g_canary == nullptr || *g_canary == 0) {
+        fprintf(stderr, "the product has no canaries\n");
+        exit(2);
+    }
     g_codeSize = header.BaseOfCode + header.SizeOfCode;
     BYTE* arena = static_cast<BYTE*>(
         VirtualAlloc(nullptr, kArena + kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));

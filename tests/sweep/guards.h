@@ -4,8 +4,8 @@
 // of a page that nobody may touch, and stays forbidden after its release. Every call that fills a
 // buffer fills one of exactly the stated length in front of such a page, which is then copied to the
 // product's buffer whole: a platform that writes too far, and a stated length that is more than the
-// block has, are both seen. A stack buffer has the compiler's canary behind it; that its stated length
-// is its own is checked natively, under AddressSanitizer.
+// block has, are both seen. A stack buffer has the compiler's canary behind it: a stated length that takes it
+// in breaks it.
 #pragma once
 
 #include <windows.h>

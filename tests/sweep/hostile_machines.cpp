@@ -67,6 +67,7 @@ struct Progress {
 Progress* g_progress;
 bool g_log;
 std::string g_wrong;
+long g_locksForgotten; // by the machines so far
 
 // Where the time goes, by step.
 std::map<std::string, ULONGLONG> g_times;
@@ -206,6 +207,9 @@ void ExpectNothingOpen() {
         open += " configuration objects";
     if (NetCfgExport<BOOL (*)()>("NetCfgLockHeld")())
         open += " the configuration lock";
+    if (g_locksForgotten != NetCfgExport<long (*)()>("NetCfgLocksForgotten")())
+        open += " the configuration lock of a released object";
+    g_locksForgotten = NetCfgExport<long (*)()>("NetCfgLocksForgotten")();
     if (!open.empty())
         Report(LEAK, open);
     ForgetGuardedBlocks();

@@ -206,7 +206,7 @@ const FaultRule kFaults[] = {
     // Bindings: who cannot open the configuration stops, a single path is passed over.
     {"SwitchPath", "*", "", true, kBindings},
     {"SwitchPathsAbove", "*", "", true, kBindings},
-    {"HrReleaseINetCfg", "*", "", true, 0},
+    {"HrReleaseINetCfg", "*", "", true, kLockKept},
     {"HrGetINetCfg", "*", "silent", false, 0, "CreateTeam.6"},
     {"HrGetINetCfg", "*", "", true, kBindings},
     {"EnableProtocolNicBindings", "INetCfg::QueryNetCfgClass INetCfgClass::EnumComponents",
@@ -255,6 +255,9 @@ const FaultRule kFaults[] = {
 
     // VLANs. Records of a host in a team creation come first.
     {"RemoveVlanFromNic", "*", "vlans-stuck stays", true, kRecords | kLeftVirtual},
+    // A VLAN whose GUID is not understood is shown, but cannot be found to be removed.
+    {"GetVlanIdForDevices", "CLSIDFromString", "vlans-stuck stays", true,
+     kRecords | kLeftVirtual | kVlanRows | kState | kVirtualValues | kSheet},
     {"GetVlanListForNic", "*", "", true,
      kRecords | kLeftVirtual | kVlanRows | kState | kVirtualValues},
     {"GetVlanListForTeam", "*", "", true,

@@ -33,6 +33,7 @@ enum Deviation : unsigned {
     kForeign = 1u << 22,    // values that neither the state before nor the one behind has
     kAnyError = 1u << 23,   // the error told is a later one
     kConfigOpen = 1u << 24, // the network configuration stays open
+    kLockKept = 1u << 28,   // the configuration goes with its write lock
     kWaitOpen = 1u << 25,   // the please-wait window stays open
     kBoxes = 1u << 26,      // "Cannot Create Control"
     kInstead = 1u << 27,    // these ends, whatever failed before

@@ -69,6 +69,15 @@ template <class Function> Function Server(const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(server, name)));
 }
 
+// Since the last time.
+int LocksForgotten() {
+    static long before;
+    const long now = Server<decltype(&NetCfgLocksForgotten)>("NetCfgLocksForgotten")();
+    const long left = now - before;
+    before = now;
+    return static_cast<int>(left);
+}
+
 // Blocks of the task allocator, which the network configuration gives its texts in, since the last
 // time. The spy lives for good: the allocator keeps it until the last block is back.
 int TaskBlocksLeft() {
@@ -99,6 +108,8 @@ std::map<std::string, int> StillOpenByKind() {
         open["com-objects"] = static_cast<int>(objects);
     if (Server<decltype(&NetCfgLockHeld)>("NetCfgLockHeld")())
         open["write-lock"] = 1;
+    if (const int locks = LocksForgotten())
+        open["write-lock-of-a-released-object"] = locks;
     return open;
 }
 
