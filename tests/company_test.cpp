@@ -120,21 +120,13 @@ class CompanyOfAJob : public MachineTest, public testing::WithParamInterface<Tea
         program->bench(L"journal-clear");
     }
 
-    // The wait dialog is out of sight a moment before the job counts as over.
-    static void WaitJobOver(RunningProgram* program) {
-        program->waitText(L"1009", L"Select two NICs");
-        program->waitGone(1104);
-        EXPECT_TRUE(drive::WaitUntil(
-            [&] { return Texts(program->journal(), L"dialog-close").size() == 1; }));
-    }
-
     // An undisturbed job: what it calls, and what the machine and the journal are behind it.
     CallNames RunAlone(std::string* dump, Events* journal) const {
         RunningProgram program;
         Prepare(&program);
         program.bench(L"reset-counts");
         program.click(GetParam().button);
-        WaitJobOver(&program);
+        program.waitJobOver();
         *journal = program.journal();
         *dump = MachineDump();
         return CallsMade(&program);
@@ -177,7 +169,7 @@ TEST_P(CompanyOfAJob, IsAnsweredWhereverTheWorkerStands) {
             }
         });
     }
-    WaitJobOver(&program);
+    program.waitJobOver();
     std::printf("    %u calls of the worker stopped in, longest answer %.1f ms\n",
                 static_cast<unsigned>(stops.size()), longest);
     EXPECT_LE(40u, stops.size()) << "kinds of calls";

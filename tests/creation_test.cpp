@@ -332,23 +332,12 @@ TEST_F(Creation, TheShippedProgramDoesTheSame) {
     program.tickRow(L"1002", 0);
     program.tickRow(L"1002", 1);
     program.click(L"1003");
-    program.bench(L"journal-clear");
-    program.click(L"1000");
-    program.waitText(L"1009", L"Select two NICs");
-    program.waitGone(1104);
-    Texts16 events;
-    Texts16 statuses;
-    for (const Event& event : program.journal()) {
-        if (event.kind == L"status")
-            statuses.push_back(event.text);
-        else if (event.kind != L"dialog-open" && event.kind != L"dialog-close")
-            events.push_back(Short(event.kind + (event.text.empty() ? L"" : L" ") + event.text));
-    }
-    ExpectEvents(RoadOfTwo(), events);
-    ASSERT_EQ(3u, statuses.size());
-    EXPECT_EQ(L"\"Configuring Team. Please wait..\"", statuses[0]);
-    EXPECT_EQ(L"\"Team Created.\"", statuses[1]);
-    EXPECT_EQ(0u, statuses[2].find(L"\"Select two NICs"));
+    Outcome made = Press(&program, L"1000");
+    ExpectEvents(RoadOfTwo(), made.events);
+    ASSERT_EQ(3u, made.statuses.size());
+    EXPECT_EQ(L"Configuring Team. Please wait..", made.statuses[0]);
+    EXPECT_EQ(L"Team Created.", made.statuses[1]);
+    EXPECT_EQ(0u, made.statuses[2].find(L"Select two NICs"));
     EXPECT_EQ((Texts16{L"Team0"}), program.rows(L"1004"));
     EXPECT_EQ(Texts16{}, program.rows(L"1002"));
 }

@@ -65,24 +65,8 @@ TEST_F(GeneralPage, ShowsTwelveFactsOfTheAdapterThatIsChosen) {
 TEST_F(GeneralPage, MakesItsListInsideThePage) {
     SheetHost page(IDD_GENERAL_PAGE, QvPropertiesDialogProc);
     HWND list = page.list();
-    wchar_t text[100] = L"";
-    GetWindowTextW(list, text, 100);
-    EXPECT_STREQ(L"General", text);
-    EXPECT_EQ(page.window(), GetParent(list));
-    RECT area;
-    GetWindowRect(list, &area);
-    MapWindowPoints(nullptr, page.window(), reinterpret_cast<POINT*>(&area), 2);
-    EXPECT_EQ(14, area.left);
-    EXPECT_EQ(15, area.top);
-    EXPECT_EQ(350, area.right - area.left);
-    EXPECT_EQ(295, area.bottom - area.top);
-    const LONG style = GetWindowLongW(list, GWL_STYLE);
-    EXPECT_EQ(LVS_REPORT, style & LVS_TYPEMASK);
-    for (LONG bit : {WS_CHILD, WS_VISIBLE, WS_BORDER, WS_TABSTOP})
-        EXPECT_TRUE(style & bit) << bit;
-    EXPECT_FALSE(style & (LVS_EDITLABELS | LVS_NOCOLUMNHEADER | LVS_OWNERDATA));
-    EXPECT_TRUE(GetWindowLongW(list, GWL_EXSTYLE) & WS_EX_CLIENTEDGE);
-    EXPECT_EQ(DWORD{LVS_EX_GRIDLINES}, ListView_GetExtendedListViewStyle(list));
+    page.expectList(L"General", 350, 295);
+    EXPECT_FALSE(GetWindowLongW(list, GWL_STYLE) & (LVS_EDITLABELS | LVS_OWNERDATA));
     EXPECT_EQ(2, Header_GetItemCount(ListView_GetHeader(list)));
     EXPECT_EQ(SheetHost::Row(L"Information", L"100"), page.column(0));
     EXPECT_EQ(SheetHost::Row(L"Value", L"250"), page.column(1));

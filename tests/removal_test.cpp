@@ -403,27 +403,16 @@ TEST_F(Removal, TheShippedProgramDoesTheSame) {
     Build();
     RunningProgram program;
     program.tickRow(L"1004", 0);
-    program.bench(L"journal-clear");
-    program.click(L"1005");
-    program.waitText(L"1009", L"Select two NICs");
-    program.waitGone(1104);
-    Texts16 events;
-    Texts16 statuses;
-    for (const Event& event : program.journal()) {
-        if (event.kind == L"status")
-            statuses.push_back(event.text);
-        else if (event.kind != L"dialog-open" && event.kind != L"dialog-close")
-            events.push_back(Short(event.kind + (event.text.empty() ? L"" : L" ") + event.text));
-    }
+    Outcome removed = Press(&program, L"1005");
     const Texts16 members = {L"port0", L"port1"};
     ExpectEvents(NoBinding(members) + RemoveAdapterEvents(L"vlan10", L"ROOT\\NET\\0001") +
                      RemoveAdapterEvents(L"team-1", L"ROOT\\NET\\0000") + AddressEvents(members) +
                      ReleaseEvents(L"port0", L"Port 0") + ReleaseEvents(L"port1", L"Port 1"),
-                 events);
-    ASSERT_EQ(3u, statuses.size());
-    EXPECT_EQ(L"\"Removing Selected Team. Please wait..\"", statuses[0]);
-    EXPECT_EQ(L"\"Team Removed.\"", statuses[1]);
-    EXPECT_EQ(0u, statuses[2].find(L"\"Select two NICs"));
+                 removed.events);
+    ASSERT_EQ(3u, removed.statuses.size());
+    EXPECT_EQ(L"Removing Selected Team. Please wait..", removed.statuses[0]);
+    EXPECT_EQ(L"Team Removed.", removed.statuses[1]);
+    EXPECT_EQ(0u, removed.statuses[2].find(L"Select two NICs"));
     EXPECT_EQ(Texts16{}, program.rows(L"1004"));
     EXPECT_EQ((Texts16{L"Port 0", L"Port 1"}), program.rows(L"1002"));
 }

@@ -92,25 +92,8 @@ TEST_F(StatisticsPage, ShowsTheMulticastCounterAsDirectedFramesReceived) {
 TEST_F(StatisticsPage, MakesItsListInsideThePage) {
     Page page;
     HWND list = page.list();
-    wchar_t text[100] = L"";
-    GetWindowTextW(list, text, 100);
-    EXPECT_STREQ(L"Statistics", text);
-    EXPECT_EQ(1014, GetDlgCtrlID(list));
-    EXPECT_EQ(page.window(), GetParent(list));
-    RECT area;
-    GetWindowRect(list, &area);
-    MapWindowPoints(nullptr, page.window(), reinterpret_cast<POINT*>(&area), 2);
-    EXPECT_EQ(14, area.left);
-    EXPECT_EQ(15, area.top);
-    EXPECT_EQ(355, area.right - area.left);
-    EXPECT_EQ(250, area.bottom - area.top);
-    const LONG style = GetWindowLongW(list, GWL_STYLE);
-    EXPECT_EQ(LVS_REPORT, style & LVS_TYPEMASK);
-    for (LONG bit : {WS_CHILD, WS_VISIBLE, WS_BORDER, WS_TABSTOP})
-        EXPECT_TRUE(style & bit) << bit;
-    EXPECT_FALSE(style & (LVS_SORTASCENDING | LVS_SORTDESCENDING | LVS_NOCOLUMNHEADER));
-    EXPECT_TRUE(GetWindowLongW(list, GWL_EXSTYLE) & WS_EX_CLIENTEDGE);
-    EXPECT_EQ(DWORD{LVS_EX_GRIDLINES}, ListView_GetExtendedListViewStyle(list));
+    page.expectList(L"Statistics", 355, 250);
+    EXPECT_FALSE(GetWindowLongW(list, GWL_STYLE) & (LVS_SORTASCENDING | LVS_SORTDESCENDING));
     EXPECT_EQ(2, Header_GetItemCount(ListView_GetHeader(list)));
     EXPECT_EQ(Row(L"Name", L"200"), page.column(0));
     EXPECT_EQ(Row(L"Value", L"130"), page.column(1));

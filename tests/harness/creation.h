@@ -6,6 +6,7 @@
 
 #include "harness/machine_test.h"
 #include "harness/page_host.h"
+#include "harness/program.h"
 
 #include <functional>
 #include <memory>
@@ -79,9 +80,15 @@ class CreationTest : public MachineTest {
     // The same in less time: the outcome has no difference.
     Outcome Perform(int (*job)(HWND page), const std::vector<Stop>& stops = {});
 
+    // The executable that ships does it, at the press of a button; no result, no difference.
+    Outcome Press(RunningProgram* program, const std::wstring& button);
+
     std::wstring Short(const std::wstring& text) const;
 
     std::unique_ptr<PageHost> page;
+
+  private:
+    void SortJournal(const Events& journal, Outcome* outcome) const;
 };
 
 Texts16 operator+(Texts16 left, const Texts16& right);

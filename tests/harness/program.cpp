@@ -73,6 +73,12 @@ void RunningProgram::waitGone(int id) {
         << "dialog " << id << " stays open";
 }
 
+void RunningProgram::waitJobOver() {
+    waitText(L"1009", L"Select two NICs");
+    waitGone(1104);
+    EXPECT_TRUE(drive::WaitUntil([&] { return Texts(journal(), L"dialog-close").size() == 1; }));
+}
+
 HWND RunningProgram::control(const std::wstring& name, int dialog) {
     HWND found = drive::FindControl(waitDialog(dialog), name);
     EXPECT_NE(found, nullptr) << testing::PrintToString(name);

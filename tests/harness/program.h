@@ -24,6 +24,9 @@ class RunningProgram {
 
     HWND waitDialog(int id); // appears, or the test fails
     void waitGone(int id);
+    // A job that began behind the last "journal-clear" has succeeded and is over: its wait dialog is
+    // out of sight a moment earlier.
+    void waitJobOver();
     // Clicks the tab of the sheet around `dialog` and gives the page that comes to the front.
     HWND openTab(const std::wstring& caption, int dialog, int page);
     HWND control(const std::wstring& name, int dialog = 1100);

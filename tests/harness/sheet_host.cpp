@@ -107,6 +107,29 @@ std::wstring SheetHost::value(const std::wstring& name) const {
     return L"<no such row>";
 }
 
+void SheetHost::expectList(const std::wstring& title, int width, int height) const {
+    HWND shown = list();
+    wchar_t text[100] = L"";
+    GetWindowTextW(shown, text, 100);
+    EXPECT_EQ(title, text);
+    EXPECT_EQ(1014, GetDlgCtrlID(shown));
+    EXPECT_EQ(page_, GetParent(shown));
+    RECT area;
+    GetWindowRect(shown, &area);
+    MapWindowPoints(nullptr, page_, reinterpret_cast<POINT*>(&area), 2);
+    EXPECT_EQ(14, area.left);
+    EXPECT_EQ(15, area.top);
+    EXPECT_EQ(width, area.right - area.left);
+    EXPECT_EQ(height, area.bottom - area.top);
+    const LONG style = GetWindowLongW(shown, GWL_STYLE);
+    EXPECT_EQ(LVS_REPORT, style & LVS_TYPEMASK);
+    for (LONG bit : {WS_CHILD, WS_VISIBLE, WS_BORDER, WS_TABSTOP})
+        EXPECT_TRUE(style & bit) << bit;
+    EXPECT_FALSE(style & LVS_NOCOLUMNHEADER);
+    EXPECT_TRUE(GetWindowLongW(shown, GWL_EXSTYLE) & WS_EX_CLIENTEDGE);
+    EXPECT_EQ(DWORD{LVS_EX_GRIDLINES}, ListView_GetExtendedListViewStyle(shown));
+}
+
 SheetHost::Row SheetHost::column(int index) const {
     wchar_t text[100] = {};
     LVCOLUMNW column = {};

@@ -49,6 +49,8 @@ class SheetHost {
     std::vector<std::wstring> names() const;
     std::wstring value(const std::wstring& name) const; // of the first row of that name
     Row column(int index) const;                        // title, width in pixels
+    // The list lies in its corner of the page, this large in pixels, and looks as such a list does.
+    void expectList(const std::wstring& title, int width, int height) const;
 
   private:
     DLGPROC procedure_;
