@@ -5,7 +5,9 @@
 #   soak.sh                  everything
 #   soak.sh --every K        every K-th failing call only
 #   soak.sh OPERATION...     the fault sweep of these operations, and nothing else
-#   soak.sh --go-on          what a run that was broken off had left, on the same sources
+#   soak.sh --go-on [OPERATION...]
+#                            what a run that was broken off had left, and these operations once more:
+#                            of the same program on the same bench
 set -euo pipefail
 source "$(dirname "$0")/lib.sh"
 
@@ -16,9 +18,9 @@ SHARED='create-8 create-8-vlans adapter-add-last-vlan team-add-last-vlan'
 HOSTILE=5000
 HOSTILE_SHARE=500
 
-# sources: names what the lines of one table are about: the program and what is run on it.
+# sources: names what all lines of one table are about.
 sources() {
-  local folders=(app bench device info inventory res team tests/fuzz tests/harness tests/sweep vlan include)
+  local folders=(app bench device include info inventory res team vlan)
   git -C "$ROOT" ls-tree HEAD "${folders[@]}"
   git -C "$ROOT" diff HEAD -- "${folders[@]}"
 }
@@ -64,7 +66,8 @@ carry_out() {
   esac
 }
 
-# work MACHINE: carries out tasks on this machine until none is left.
+# work MACHINE: carries out tasks on this machine until none is left, or until one prints nothing,
+# because somebody has ended it: that one is still to be done.
 work() {
   local machine=BENCH_MACHINE_$1 task
   read -r DISPLAY WINEPREFIX <<<"${!machine}"
@@ -72,6 +75,7 @@ work() {
   while task=$(next_task "$1") && [[ -n $task ]]; do
     # shellcheck disable=SC2086
     carry_out "$1" $task >"$SOAK/lines-$1"
+    [[ -s $SOAK/lines-$1 && ! -e $SOAK/stopped ]] || return 1
     cat "$SOAK/lines-$1" >>"$SOAK/part-$1.table"
     rm "$SOAK/begun-$1"
   done
@@ -134,9 +138,11 @@ QV_PROGRAM=$(winepath -w "$ROOT/build/release/QvTeamCfg.exe")
 cd "$ROOT/build/debug"
 
 if [[ ${1:-} == --go-on ]]; then
-  sources | cmp -s - "$SOAK/sources" || { echo 'The sources are others than those of that run.' >&2; exit 2; }
-  cat "$SOAK"/begun-* "$SOAK/tasks" 2>/dev/null >"$SOAK/left" || true
-  rm -f "$SOAK"/begun-*
+  sources | cmp -s - "$SOAK/sources" || { echo 'Program or bench is another one than that of the run.' >&2; exit 2; }
+  shift
+  for operation in "$@"; do sed -i "/^$operation\t/d" "$SOAK"/part-*.table; done
+  { fault_tasks 1 "$@" && cat "$SOAK"/begun-* "$SOAK/tasks"; } >"$SOAK/left" 2>/dev/null || true
+  rm -f "$SOAK"/begun-* "$SOAK/stopped"
   mv "$SOAK/left" "$SOAK/tasks"
 else
   rm -rf "$SOAK"
@@ -145,12 +151,14 @@ else
   tasks "$@" >"$SOAK/tasks"
 fi
 
+# What ends now was not done.
+trap 'touch "$SOAK/stopped"; exit 1' INT TERM
 workers=()
 for ((machine = 0; machine < MACHINES; machine++)); do
   work "$machine" &
   workers+=($!)
 done
-wait "${workers[@]}"
+for worker in "${workers[@]}"; do wait "$worker" || echo 'Broken off; --go-on takes up the rest.' >&2; done
 {
   printf 'operation\tcalls\truns\tcrashes\thangs\tleaks\twrong\tseconds\n'
   merge "$SOAK"/part-*.table
