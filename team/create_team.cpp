@@ -66,7 +66,8 @@ struct NewTeam {
     HWND hDlg;
     SheetData* ppd;
     TeamEntry* entry;
-    int chosen; // adapters ticked, 2..8
+    TeamEntry before; // the row until then
+    int chosen;       // adapters ticked, 2..8
     WCHAR infPath[PATH_CCH];
     WCHAR name[NAME_CCH]; // as typed, then as the system reports it
 };
@@ -118,10 +119,11 @@ static LPCWSTR CollectNics(NewTeam* team) {
 
 static LPCWSTR AssembleTeam(NewTeam* team) {
     // Always the row behind the count, also when a team adapter without records has left a gap and
-    // this is a living team's row: rebuilding the page reads it back.
+    // this is a living team's row.
     TeamEntry* entry = &team->ppd->teams[g_numTeams];
 
     team->entry = entry;
+    team->before = *entry;
     entry->numNics = 0;
     entry->TeamMode = ReadMode(team->hDlg);
     for (int k = 0; k < team->chosen; k++) {
@@ -241,6 +243,13 @@ static const CreationStep steps[] = {
     ClearVlans,  DetachMembers, NumberTeam,   InstallTeamAdapter, BindMembers,
 };
 
+// Nothing is read anew when no team is made: a living team's row has to be what it was. What stands in
+// a row of no team counts for nothing.
+static void KeepLivingTeam(NewTeam* team) {
+    if (team->entry != NULL && team->before.inUse)
+        *team->entry = team->before;
+}
+
 int CreateTeam(HWND hDlg) {
     NewTeam team = {};
 
@@ -258,6 +267,8 @@ int CreateTeam(HWND hDlg) {
     for (const CreationStep& step : steps) {
         Trace(L"   CreateTeam: step %d\n", static_cast<int>(&step - steps));
         LPCWSTR text = step(&team);
+        if (text != NULL)
+            KeepLivingTeam(&team);
         if (text == NO_TEXT) {
             Trace(L"<--CreateTeam: stopped\n");
             return 0;

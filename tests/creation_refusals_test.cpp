@@ -2,6 +2,7 @@
 #include "harness/creation.h"
 
 #include "team/nic_checks.h"
+#include "team/remove_team.h"
 
 class CreationRefusal : public CreationTest {
   protected:
@@ -179,6 +180,30 @@ TEST_F(CreationRefusal, OfANameCountsRowsByTeamsThatHaveRecords) {
     ExpectRefused(Create(), text::kNameInUse);
     Open({0, 1}, 1, L"Real");
     EXPECT_EQ(1, Create().result);
+}
+
+// The row behind the count is another team's then.
+TEST_F(CreationRefusal, BehindATeamAdapterWithoutRecordsLeavesTheNextTeamAsItWas) {
+    Ports(4);
+    AddTeam(L"Ghost", 0, 1, {});
+    AddTeam(L"Real", 0, 2, {L"port0", L"port1"});
+    for (const wchar_t* name : {L" x", L"Mine"}) {
+        Open({0, 1}, 9, name);
+        ASSERT_EQ(1, g_numTeams);
+        const TeamEntry real = page->data()->teams[1];
+        ASSERT_EQ(1u, real.inUse);
+        if (name[0] == L'M')
+            Bench(L"fault INetCfgLock::AcquireWriteLock 1 1"); // the last refusal before any change
+        EXPECT_EQ(0, Create().result);
+        EXPECT_EQ(0, memcmp(&real, &page->data()->teams[1], sizeof(real))) << name;
+        page->tickRow(IDC_NIC_LIST, 0, false);
+        page->tickRow(IDC_NIC_LIST, 1, false);
+        page->tickRow(IDC_TEAM_LIST, 1);
+        Outcome removed = Run(RemoveTeam);
+        EXPECT_EQ(1, removed.result);
+        EXPECT_EQ((Texts16{L"port0 scope=config", L"port1 scope=config"}),
+                  removed.of(L"device-enable"));
+    }
 }
 
 TEST_F(CreationRefusal, WhenTheDevicesCannotBeListedTakesTheAdapterForForeign) {
