@@ -127,7 +127,11 @@ int OnInitDialog(HWND hDlg) {
         EmptyLists(hDlg);
     }
     EnableControls(hDlg, jobButtons, FALSE);
-    if (PopulateGuids(hDlg, POPULATE_LISTS, &GUID_DEVCLASS_NET) != 1 || !PopulateTeamList(hDlg)) {
+    int populated = PopulateGuids(hDlg, POPULATE_LISTS, &GUID_DEVCLASS_NET);
+    // Filled by a worker, a row may have been drawn between its insertion and its name.
+    InvalidateRect(GetDlgItem(hDlg, IDC_NIC_LIST), NULL, TRUE);
+    InvalidateRect(GetDlgItem(hDlg, IDC_TEAM_LIST), NULL, TRUE);
+    if (populated != 1 || !PopulateTeamList(hDlg)) {
         Trace(L"<--OnInitDialog: no adapters\n");
         return 0;
     }

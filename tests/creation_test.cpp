@@ -2,6 +2,10 @@
 #include "harness/creation.h"
 #include "harness/program.h"
 
+#include "app/team_page.h"
+
+#include <commctrl.h>
+
 class Creation : public CreationTest {
   protected:
     DWORD TeamNumberOf(int port) {
@@ -323,6 +327,35 @@ TEST_F(Creation, AnAdapterWithoutCharacteristicsIsNotHiddenButTeamed) {
     for (const std::string& fact : made.difference)
         EXPECT_EQ(std::string::npos, fact.find("port0\\driver\\Characteristics")) << fact;
     EXPECT_EQ(0x120u, TeamNumberOf(0));
+}
+
+static LRESULT CALLBACK CountPaints(HWND window, UINT message, WPARAM wParam, LPARAM lParam,
+                                    UINT_PTR, DWORD_PTR paints) {
+    *reinterpret_cast<int*>(paints) += message == WM_PAINT;
+    return DefSubclassProc(window, message, wParam, lParam);
+}
+
+// The page's own thread draws a row as soon as it is there, while the worker still looks for its name.
+TEST_F(Creation, RowsDrawnBeforeTheyHaveTheirNameAreDrawnAgain) {
+    Ports(4);
+    AddTeam(L"Uplink", 0, 1, {L"port0", L"port1"});
+    Open({0, 1});
+    for (int row : {0, 1, 2}) {
+        HWND list = page->control(row < 2 ? IDC_NIC_LIST : IDC_TEAM_LIST);
+        int paints = 0;
+        ShowWindow(list, SW_SHOW);
+        SetWindowSubclass(list, CountPaints, 1, reinterpret_cast<DWORD_PTR>(&paints));
+        auto drawAll = [&] {
+            UpdateWindow(list);
+            paints = 0;
+        };
+        const std::vector<Stop> stops = {{L"LVM_INSERTITEMW", row + 1, nullptr},
+                                         {L"CLSIDFromString", 1, drawAll}};
+        EXPECT_EQ(1, Perform(OnInitDialog, stops).result);
+        PageHost::Pump();
+        EXPECT_LT(0, paints) << row;
+        RemoveWindowSubclass(list, CountPaints, 1);
+    }
 }
 
 TEST_F(Creation, TheShippedProgramDoesTheSame) {

@@ -206,6 +206,7 @@ static const std::map<std::string, std::set<std::string>> available = {
       "GetSystemMetrics",
       "GetWindowLongPtrW",
       "GetWindowTextW",
+      "InvalidateRect",
       "IsWindowEnabled",
       "IsDlgButtonChecked",
       "LoadIconW",
