@@ -77,7 +77,10 @@ const Known kKnown[] = {
     {"ImageList_ReplaceIcon", {ERROR_NOT_ENOUGH_MEMORY}},
     {"InstallSelectedDriver", {ERROR_ACCESS_DENIED, 0xE0000235}},
     {"LB_INSERTSTRING", {ERROR_NOT_ENOUGH_MEMORY}},
+    {"LVM_INSERTCOLUMNW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"LVM_INSERTITEMW", {ERROR_NOT_ENOUGH_MEMORY}},
+    {"LVM_SETITEMTEXTW", {ERROR_NOT_ENOUGH_MEMORY}},
+    {"LVM_SETITEMW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"LoadImageW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"LoadLibraryW", {ERROR_MOD_NOT_FOUND, ERROR_NOT_ENOUGH_MEMORY}},
     {"LoadStringW", {ERROR_RESOURCE_NAME_NOT_FOUND}},
@@ -88,9 +91,9 @@ const Known kKnown[] = {
     {"RegCreateKeyExW", {ERROR_ACCESS_DENIED, ERROR_KEY_DELETED}},
     {"RegDeleteKeyW", {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}},
     {"RegDeleteValueW", {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}},
-    {"RegEnumKeyW", {ERROR_NO_MORE_ITEMS, ERROR_KEY_DELETED}},
+    {"RegEnumKeyW", {ERROR_NO_MORE_ITEMS, ERROR_KEY_DELETED, ERROR_MORE_DATA}},
     {"RegOpenKeyExW", {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}},
-    {"RegQueryValueExW", {ERROR_FILE_NOT_FOUND, ERROR_KEY_DELETED}},
+    {"RegQueryValueExW", {ERROR_FILE_NOT_FOUND, ERROR_KEY_DELETED, ERROR_MORE_DATA}},
     {"RegSetValueExW", {ERROR_ACCESS_DENIED, ERROR_NO_SYSTEM_RESOURCES}},
     {"RegisterWindowMessageW", {ERROR_NOT_ENOUGH_MEMORY}},
     {"SetDllDirectoryW", {ERROR_NOT_ENOUGH_MEMORY}},
@@ -104,7 +107,8 @@ const Known kKnown[] = {
     {"SetupDiEnumDeviceInfo", {ERROR_NO_MORE_ITEMS, ERROR_NOT_ENOUGH_MEMORY}},
     {"SetupDiGetClassDevsW", {ERROR_NOT_ENOUGH_MEMORY, ERROR_ACCESS_DENIED}},
     {"SetupDiGetDeviceInstallParamsW", {ERROR_NOT_ENOUGH_MEMORY}},
-    {"SetupDiGetDeviceRegistryPropertyW", {ERROR_INVALID_DATA, kNoSuchDevice}},
+    {"SetupDiGetDeviceRegistryPropertyW",
+     {ERROR_INVALID_DATA, kNoSuchDevice, ERROR_INSUFFICIENT_BUFFER}},
     {"SetupDiGetINFClassW", {ERROR_FILE_NOT_FOUND, 0xE0000100}},
     {"SetupDiGetSelectedDriverW", {0xE0000203}},
     {"SetupDiOpenDevRegKey", {kKeyDoesNotExist, ERROR_ACCESS_DENIED}},
@@ -162,6 +166,15 @@ bool ErrorsOf(const std::string& call, CallErrors* errors) {
     return false;
 }
 
+// Whether the program asks which error it was.
+static bool IsDecidedByTheError(const std::string& call) {
+    for (const char* decided : {"DeviceIoControl", "FindNextFileW"}) {
+        if (call == decided)
+            return true;
+    }
+    return false;
+}
+
 Plan MakePlan(const std::vector<CallCount>& counts) {
     Plan plan;
     for (const CallCount& counted : counts) {
@@ -175,11 +188,16 @@ Plan MakePlan(const std::vector<CallCount>& counts) {
                                    errors.reason);
             continue;
         }
+        // The errors take turns; the two ways of failing do not always get the same one. Calls of
+        // which there are fewer than errors get them all, and so do those whose errors decide.
+        const size_t every = errors.errors.size();
+        const bool each = counted.count < every || IsDecidedByTheError(counted.call);
         for (unsigned nth = 1; nth <= counted.count; nth++) {
             for (bool all : {false, true}) {
-                // The errors take turns; the two ways of failing do not always get the same one.
-                const size_t turn = (nth - 1 + (all ? 1 : 0)) % errors.errors.size();
-                plan.faults.push_back({counted.call, nth, all, errors.errors[turn]});
+                for (size_t more = 0; more < (each ? every : 1); more++) {
+                    const size_t turn = (nth - 1 + (all ? 1 : 0) + more) % every;
+                    plan.faults.push_back({counted.call, nth, all, errors.errors[turn]});
+                }
             }
         }
     }

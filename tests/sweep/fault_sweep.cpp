@@ -40,7 +40,6 @@ struct Score {
     size_t hangs = 0;
     std::set<size_t> leaks; // runs
     std::set<size_t> wrong;
-    size_t unmet = 0;
     bool broken = false;
 };
 
@@ -176,7 +175,7 @@ class Sweep {
                 next = index + 1;
                 score_.runs++;
             } else if (kind == "unmet") {
-                score_.unmet++;
+                score_.wrong.insert(index);
                 note(faultText(index) + "was not met");
             } else {
                 (kind == "leak" ? score_.leaks : score_.wrong).insert(index);

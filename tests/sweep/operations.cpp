@@ -17,6 +17,8 @@ extern BOOL g_firstTime;
 
 namespace {
 
+const wchar_t kBystander[] = L"-0000-4000-8000-B57A00000000";
+
 // Machines ---------------------------------------------------------------------------------------
 
 void Load(const wchar_t* file, Machine* machine) {
@@ -67,6 +69,28 @@ void AddVlan(const std::wstring& host, DWORD id, const std::wstring& name, Machi
     vlan.vlanName = name;
     vlan.guid = guid;
     machine->vlans.push_back(vlan);
+}
+
+// A team with a VLAN and a port that no operation is about. Its GUIDs say so.
+void AddBystanders(Machine* machine) {
+    const MachineAdapter last = machine->adapters.back();
+    for (int number : {0, 1, 2}) {
+        MachineAdapter port = last;
+        port.name = L"bystander" + std::to_wstring(number);
+        port.instance.replace(port.instance.size() - 2, 2, std::to_wstring(90 + number));
+        port.guid = L"{A000000" + std::to_wstring(number) + kBystander + L"}";
+        port.friendlyName = L"Bystander " + std::to_wstring(number);
+        machine->adapters.push_back(port);
+    }
+    AddTeam(L"Bystanders", {L"bystander0", L"bystander1"}, machine);
+    machine->teams.back().guid = std::wstring(L"{B0000000") + kBystander + L"}";
+    AddVlan(machine->teams.back().name, 99, L"Bystander", machine);
+    machine->vlans.back().guid = std::wstring(L"{C0000000") + kBystander + L"}";
+}
+
+template <void (*Describe)(Machine*)> void WithBystanders(Machine* machine) {
+    Describe(machine);
+    AddBystanders(machine);
 }
 
 template <int Count> void FreePorts(Machine* machine) {
@@ -162,9 +186,14 @@ void PressRemove(Stage* stage) {
     stage->page->command(IDC_REMOVE_TEAM);
 }
 
-// Everybody who tries again ticks first what is listed.
+// Everybody who tries again ticks first what is listed, and leaves the bystanders alone.
 void RemoveAgain(Stage* stage) {
-    TickRows(stage, IDC_TEAM_LIST, 4);
+    for (int row = 0; row < stage->page->rows(IDC_TEAM_LIST); row++) {
+        wchar_t guid[GUID_CCH];
+        StringFromGUID2(g_teamAdapters[row].guid, guid, GUID_CCH);
+        stage->page->tickRow(IDC_TEAM_LIST, row, !IsOfBystander(NarrowText(guid)));
+    }
+    stage->page->notifyClick(IDC_TEAM_LIST);
     PressRemove(stage);
 }
 
@@ -257,27 +286,38 @@ const std::vector<Operation>& Operations() {
          PropertiesAgain},
         {"team-properties", TeamAndPort, OpenForProperties<IDC_TEAM_LIST>, PressProperties,
          PropertiesAgain},
-        {"create-2", FreePorts<2>, OpenToCreate<2>, PressCreate, PressCreate},
-        {"create-2-vlans", PortsWithVlans<2>, OpenToCreate<2>, PressCreate, PressCreate},
+        {"create-2", WithBystanders<FreePorts<2>>, OpenToCreate<2>, PressCreate, PressCreate},
+        {"create-2-vlans", WithBystanders<PortsWithVlans<2>>, OpenToCreate<2>, PressCreate,
+         PressCreate},
         {"create-2-windows-2003", Windows2003, OpenToCreate<2>, PressCreate, PressCreate},
         {"create-8", FreePorts<8>, OpenToCreate<8>, PressCreate, PressCreate},
         {"create-8-vlans", PortsWithVlans<8>, OpenToCreate<8>, PressCreate, PressCreate},
         {"install-protocol", NoProtocol, OpenToCreate<2>, PressCreate, PressCreate},
-        {"remove-1", OneTeam<0>, OpenToRemove<1>, PressRemove, RemoveAgain},
+        {"remove-1", WithBystanders<OneTeam<0>>, OpenToRemove<1>, PressRemove, RemoveAgain},
         {"remove-2", TwoTeams, OpenToRemove<2>, PressRemove, RemoveAgain},
-        {"remove-vlans", OneTeam<2>, OpenToRemove<1>, PressRemove, RemoveAgain},
-        {"adapter-add-first-vlan", OnePort<0>, OpenVlansOfPort, AddVlan777, AddVlan777},
-        {"adapter-add-second-vlan", OnePort<1>, OpenVlansOfPort, AddVlan777, AddVlan777},
+        {"remove-vlans", WithBystanders<OneTeam<2>>, OpenToRemove<1>, PressRemove, RemoveAgain},
+        {"adapter-add-first-vlan", WithBystanders<OnePort<0>>, OpenVlansOfPort, AddVlan777,
+         AddVlan777},
+        {"adapter-add-second-vlan", WithBystanders<OnePort<1>>, OpenVlansOfPort, AddVlan777,
+         AddVlan777},
         {"adapter-add-last-vlan", OnePort<63>, OpenVlansOfPort, AddVlan777, AddVlan777},
-        {"adapter-remove-first-vlan", OnePort<3>, OpenVlansOfPort, RemoveVlan<0>, RemoveVlan<0>},
-        {"adapter-remove-second-vlan", OnePort<3>, OpenVlansOfPort, RemoveVlan<1>, RemoveVlan<1>},
-        {"adapter-remove-last-vlan", OnePort<1>, OpenVlansOfPort, RemoveVlan<0>, RemoveVlan<0>},
-        {"team-add-first-vlan", OneTeam<0>, OpenVlansOfTeam, AddVlan777, AddVlan777},
-        {"team-add-second-vlan", OneTeam<1>, OpenVlansOfTeam, AddVlan777, AddVlan777},
+        {"adapter-remove-first-vlan", WithBystanders<OnePort<3>>, OpenVlansOfPort, RemoveVlan<0>,
+         RemoveVlan<0>},
+        {"adapter-remove-second-vlan", WithBystanders<OnePort<3>>, OpenVlansOfPort, RemoveVlan<1>,
+         RemoveVlan<1>},
+        {"adapter-remove-last-vlan", WithBystanders<OnePort<1>>, OpenVlansOfPort, RemoveVlan<0>,
+         RemoveVlan<0>},
+        {"team-add-first-vlan", WithBystanders<OneTeam<0>>, OpenVlansOfTeam, AddVlan777,
+         AddVlan777},
+        {"team-add-second-vlan", WithBystanders<OneTeam<1>>, OpenVlansOfTeam, AddVlan777,
+         AddVlan777},
         {"team-add-last-vlan", OneTeam<63>, OpenVlansOfTeam, AddVlan777, AddVlan777},
-        {"team-remove-first-vlan", OneTeam<3>, OpenVlansOfTeam, RemoveVlan<0>, RemoveVlan<0>},
-        {"team-remove-second-vlan", OneTeam<3>, OpenVlansOfTeam, RemoveVlan<1>, RemoveVlan<1>},
-        {"team-remove-last-vlan", OneTeam<1>, OpenVlansOfTeam, RemoveVlan<0>, RemoveVlan<0>},
+        {"team-remove-first-vlan", WithBystanders<OneTeam<3>>, OpenVlansOfTeam, RemoveVlan<0>,
+         RemoveVlan<0>},
+        {"team-remove-second-vlan", WithBystanders<OneTeam<3>>, OpenVlansOfTeam, RemoveVlan<1>,
+         RemoveVlan<1>},
+        {"team-remove-last-vlan", WithBystanders<OneTeam<1>>, OpenVlansOfTeam, RemoveVlan<0>,
+         RemoveVlan<0>},
     };
     return operations;
 }
@@ -288,6 +328,12 @@ const Operation* FindOperation(const std::string& name) {
             return &operation;
     }
     return nullptr;
+}
+
+bool IsOfBystander(const std::string& path) {
+    static const std::string mark = NarrowText(kBystander);
+    const auto same = [](char a, char b) { return toupper(a) == toupper(b); };
+    return std::search(path.begin(), path.end(), mark.begin(), mark.end(), same) != path.end();
 }
 
 Facts ShownFacts(const Stage& stage) {

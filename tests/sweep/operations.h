@@ -32,6 +32,9 @@ struct Operation {
 const std::vector<Operation>& Operations();
 const Operation* FindOperation(const std::string& name);
 
+// Whether a fact of the machine is about an adapter that no operation is about.
+bool IsOfBystander(const std::string& path);
+
 // What the pages show now.
 Facts ShownFacts(const Stage& stage);
 

@@ -35,6 +35,8 @@ enum Deviation : unsigned {
     kConfigOpen = 1u << 24, // the network configuration stays open
     kLockKept = 1u << 28,   // the configuration goes with its write lock
     kWaitOpen = 1u << 25,   // the please-wait window stays open
+    kOthersToo = 1u << 30,  // virtual adapters that the operation is not about take it in
+    kAgain = 1u << 29,      // the next press, without a fault, may end so too
     kBoxes = 1u << 26,      // "Cannot Create Control"
     kInstead = 1u << 27,    // these ends, whatever failed before
 };
@@ -42,7 +44,7 @@ unsigned KindOfFact(const std::string& path);
 std::string KindNames(unsigned kinds);
 
 struct OutcomeRule {
-    const char* operations; // beginnings of names, blanks between them
+    const char* operations; // names, or beginnings and '*', blanks between them
     const char* id;
     std::vector<std::string> texts; // "error 0x#" stands for the error of the failed call
     bool done;                      // the facts are those of a success, else those before
