@@ -271,6 +271,16 @@ void JudgeWindows(const Observed& run, bool waitOpen, Complaints* complaints) {
                                                      " ms of bench time"});
 }
 
+// The facts of what an operation is not about, as lines.
+std::set<std::string> Bystanders(const Facts& facts) {
+    std::set<std::string> lines;
+    for (const auto& [path, value] : facts) {
+        if (IsOfBystander(path))
+            lines.insert(path + " = " + value);
+    }
+    return lines;
+}
+
 // What the next press of the operation's button begins with: the machine, and what is listed.
 Facts StateOf(const std::string& operation, const Facts& facts) {
     const bool rebuilds = operation == "start-up" || operation == "refresh" ||
@@ -456,5 +466,8 @@ Complaints JudgeBaseline(const std::string& operation, const Baseline& baseline)
     clean.first.open = usual;
     Complaints complaints = JudgeRun(operation, clean, none, baseline.first, &allowed);
     JudgeOpen(baseline.again.open, usual, 0, &complaints);
+    const std::set<std::string> others = Bystanders(baseline.before);
+    if (others != Bystanders(baseline.first.facts) || others != Bystanders(baseline.again.facts))
+        complaints.push_back({Complaint::Wrong, "bystanders are not left alone"});
     return complaints;
 }

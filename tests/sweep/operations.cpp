@@ -17,7 +17,8 @@ extern BOOL g_firstTime;
 
 namespace {
 
-const wchar_t kBystander[] = L"-0000-4000-8000-B57A00000000";
+const char kBystander[] = "B57A"; // in its GUID, and in a port's path
+const wchar_t kBystanderGuid[] = L"-0000-4000-8000-B57A00000000";
 
 // Machines ---------------------------------------------------------------------------------------
 
@@ -77,15 +78,15 @@ void AddBystanders(Machine* machine) {
     for (int number : {0, 1, 2}) {
         MachineAdapter port = last;
         port.name = L"bystander" + std::to_wstring(number);
-        port.instance.replace(port.instance.size() - 2, 2, std::to_wstring(90 + number));
-        port.guid = L"{A000000" + std::to_wstring(number) + kBystander + L"}";
+        port.instance.replace(port.instance.size() - 2, 2, L"B57A" + std::to_wstring(number));
+        port.guid = L"{A000000" + std::to_wstring(number) + kBystanderGuid + L"}";
         port.friendlyName = L"Bystander " + std::to_wstring(number);
         machine->adapters.push_back(port);
     }
     AddTeam(L"Bystanders", {L"bystander0", L"bystander1"}, machine);
-    machine->teams.back().guid = std::wstring(L"{B0000000") + kBystander + L"}";
+    machine->teams.back().guid = std::wstring(L"{B0000000") + kBystanderGuid + L"}";
     AddVlan(machine->teams.back().name, 99, L"Bystander", machine);
-    machine->vlans.back().guid = std::wstring(L"{C0000000") + kBystander + L"}";
+    machine->vlans.back().guid = std::wstring(L"{C0000000") + kBystanderGuid + L"}";
 }
 
 template <void (*Describe)(Machine*)> void WithBystanders(Machine* machine) {
@@ -331,9 +332,7 @@ const Operation* FindOperation(const std::string& name) {
 }
 
 bool IsOfBystander(const std::string& path) {
-    static const std::string mark = NarrowText(kBystander);
-    const auto same = [](char a, char b) { return toupper(a) == toupper(b); };
-    return std::search(path.begin(), path.end(), mark.begin(), mark.end(), same) != path.end();
+    return path.find(kBystander) != path.npos;
 }
 
 Facts ShownFacts(const Stage& stage) {
