@@ -234,6 +234,8 @@ const FaultRule kFaults[] = {
     {"SwitchPathsAbove", "*", "", true, kBindings},
     {"HrReleaseINetCfg", "*", "", true, kLockKept},
     {"HrGetINetCfg", "*", "silent", false, 0, "CreateTeam.6"},
+    // Where nobody can tell, the protocol counts as installed.
+    {"HrGetINetCfg", "*", "", true, kProtocol | kBindings, "IsProtocolDriverInstalled"},
     {"HrGetINetCfg", "*", "", true, kBindings},
     {"EnableProtocolNicBindings", "INetCfg::QueryNetCfgClass INetCfgClass::EnumComponents",
      "silent", false, 0, "CreateTeam.6"},
