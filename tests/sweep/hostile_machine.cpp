@@ -4,9 +4,18 @@
 
 namespace {
 
+const wchar_t kEnum[] = L"System\\CurrentControlSet\\Enum\\";
+const wchar_t kServices[] = L"System\\CurrentControlSet\\Services\\";
 const wchar_t kRecords[] = L"System\\CurrentControlSet\\Services\\qvteamp\\Parameters\\Adapters\\";
+const wchar_t kInterfaces[] =
+    L"System\\CurrentControlSet\\Services\\Tcpip\\Parameters\\Interfaces\\";
 constexpr unsigned kFewGuids = 6;
 constexpr size_t kMostMembers = 8;
+constexpr unsigned kFullHostVlans = 65;
+// Of adapters and teams that nothing else on the machine names.
+constexpr unsigned kSpared = 60;
+// Leaves nothing of what is odd to chance.
+constexpr unsigned kSoundMildness = 100000;
 
 std::wstring NumberedGuid(wchar_t kind, unsigned number) {
     wchar_t text[40];
@@ -14,8 +23,23 @@ std::wstring NumberedGuid(wchar_t kind, unsigned number) {
     return text;
 }
 
+// What is mixed is not the numbers of the seeds around it over again, some steps further on.
+uint64_t Mix(uint64_t z) {
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+}
+
 template <typename T, size_t N> const T& OneOf(Dice& dice, const T (&choices)[N]) {
     return choices[dice.below(N)];
+}
+
+// A text that can be a part of a key's name.
+std::wstring HostileName(Dice& dice) {
+    std::wstring name = HostileText(dice).substr(0, 200);
+    for (wchar_t& character : name)
+        character = character == L'\\' ? L'/' : character;
+    return name.empty() ? L"x" : name;
 }
 
 // What a driver answers: any size, offsets that lead anywhere.
@@ -39,6 +63,35 @@ OidAnswers HostileAnswers(Dice& dice, unsigned number) {
     return answers;
 }
 
+// A list of texts with any end.
+MachineValue HostileList(Dice& dice, const std::wstring& name, std::wstring (*entry)(Dice&)) {
+    if (dice.oneIn(4))
+        return HostileValue(dice, name);
+    std::wstring text;
+    for (unsigned count = dice.below(dice.oneIn(20) ? 70 : 5); count > 0; count--)
+        text += entry(dice) + std::wstring(count > 1 || !dice.oneIn(3) ? 1 : 0, L'\0');
+    text += std::wstring(dice.below(3), L'\0');
+    const BYTE* bytes = reinterpret_cast<const BYTE*>(text.data());
+    return {name, REG_MULTI_SZ, std::vector<BYTE>(bytes, bytes + text.size() * sizeof(wchar_t))};
+}
+
+std::wstring DeviceName(Dice& dice) {
+    static const wchar_t* const prefixes[] = {L"\\Device\\", L"\\Device\\", L"\\DEVICE\\", L"",
+                                              L"\\\\.\\"};
+    std::wstring prefix = OneOf(dice, prefixes);
+    return prefix + (dice.oneIn(5) ? HostileText(dice)
+                                   : NumberedGuid(OneOf(dice, L"ABC"), dice.below(kFewGuids)));
+}
+
+std::wstring Address(Dice& dice) {
+    return dice.oneIn(3) ? HostileText(dice) : L"192.0.2." + std::to_wstring(dice.below(300));
+}
+
+void AddAddress(Dice& dice, const std::wstring& guid, HostileMachine* made) {
+    if (!guid.empty() && dice.oneIn(2))
+        made->values.push_back({kInterfaces + guid, HostileList(dice, L"IPAddress", Address)});
+}
+
 void AddHostileId(Dice& dice, MachineAdapter* adapter, unsigned number) {
     switch (dice.below(12 * dice.mildness())) {
     case 0:
@@ -57,6 +110,25 @@ void AddHostileId(Dice& dice, MachineAdapter* adapter, unsigned number) {
     default:
         adapter->guid = NumberedGuid(L'A', 1 + number);
     }
+}
+
+// A service's name is part of a key's path: one that leads further up would be another key.
+MachineValue HostileServiceName(Dice& dice) {
+    MachineValue value = HostileValue(dice, L"Service");
+    for (size_t i = 0; i + 1 < value.data.size(); i += sizeof(wchar_t)) {
+        if (value.data[i] == L'\\' && value.data[i + 1] == 0)
+            value.data[i] = L'/';
+    }
+    return value;
+}
+
+void AddService(Dice& dice, MachineAdapter* adapter, HostileMachine* made) {
+    if (dice.odd(10))
+        made->values.push_back({kEnum + adapter->instance, HostileServiceName(dice)});
+    if (!dice.oneIn(3))
+        return;
+    adapter->service = kOddService + std::to_wstring(dice.below(4));
+    made->values.push_back({kServices + adapter->service, HostileValue(dice, L"ImagePath")});
 }
 
 MachineAdapter MakeAdapter(Dice& dice, unsigned number, HostileMachine* made) {
@@ -81,13 +153,18 @@ MachineAdapter MakeAdapter(Dice& dice, unsigned number, HostileMachine* made) {
         adapter.description = dice.odd(4) ? HostileText(dice) : L"Quovane 10GbE Adapter";
     if (!dice.odd(4))
         adapter.friendlyName = dice.odd(4) ? HostileText(dice) : L"Port " + std::to_wstring(number);
-    for (const wchar_t* name : {L"FriendlyName", L"DeviceDesc", L"Service"}) {
+    for (const wchar_t* name : {L"FriendlyName", L"DeviceDesc"}) {
         if (dice.odd(10))
-            made->properties.push_back({adapter.instance, HostileValue(dice, name)});
+            made->values.push_back({kEnum + adapter.instance, HostileValue(dice, name)});
     }
+    AddService(dice, &adapter, made);
+    if (dice.odd(8))
+        adapter.hardwareIds = {HostileText(dice)};
     adapter.installState = dice.odd(4) ? static_cast<DWORD>(dice.next()) : dice.below(4);
     if (dice.odd(6))
         adapter.characteristics.reset();
+    else if (dice.odd(6))
+        adapter.characteristics = static_cast<DWORD>(dice.next());
     adapter.flags = dice.odd(10) ? static_cast<DWORD>(dice.next()) : 0;
     adapter.disabled = dice.odd(8) ? dice.below(4) : 0;
     adapter.opens = !dice.odd(8);
@@ -97,6 +174,7 @@ MachineAdapter MakeAdapter(Dice& dice, unsigned number, HostileMachine* made) {
     for (unsigned count = dice.below(4) / dice.mildness(); count > 0; count--)
         adapter.values.push_back(HostileValue(dice, OneOf(dice, values)));
     adapter.answers = HostileAnswers(dice, number);
+    AddAddress(dice, adapter.guid, made);
     return adapter;
 }
 
@@ -125,6 +203,7 @@ void AddTeam(Dice& dice, HostileMachine* made, std::vector<std::wstring>* known,
         team.address = L"0251560000B" + std::to_wstring(number);
     team.opens = !dice.odd(8);
     team.answers = HostileAnswers(dice, 100 + number);
+    AddAddress(dice, team.guid, made);
     machine.teams.push_back(team);
 }
 
@@ -140,43 +219,66 @@ void AddVlans(Dice& dice, HostileMachine* made, const std::wstring& host, unsign
         vlan.guid = NumberedGuid(L'C', dice.odd(20) ? 1 : number);
         vlan.instance = L"ROOT\\NET\\" + std::to_wstring(2000 + number);
         vlan.opens = true;
+        for (const wchar_t* name : {L"VlanID", L"VlanName", L"NetCfgInstanceId"}) {
+            if (made->fullHost.empty() && dice.odd(20))
+                made->driverValues.push_back({vlan.instance, HostileValue(dice, name)});
+        }
         made->machine.vlans.push_back(vlan);
     }
 }
 
-std::wstring DeviceName(Dice& dice) {
-    static const wchar_t* const prefixes[] = {L"\\Device\\", L"\\Device\\", L"\\DEVICE\\", L"",
-                                              L"\\\\.\\"};
-    std::wstring prefix = OneOf(dice, prefixes);
-    return prefix + (dice.oneIn(5) ? HostileText(dice)
-                                   : NumberedGuid(OneOf(dice, L"ABC"), dice.below(kFewGuids)));
+MachineAdapter SoundAdapter(unsigned number) {
+    MachineAdapter adapter;
+    adapter.name = L"sound" + std::to_wstring(number);
+    // In front of all others, so that it has a row.
+    adapter.instance = L"PCI\\VEN_5156&DEV_0101&SUBSYS_00015156&REV_01\\3&11583659&0&000" +
+                       std::to_wstring(number);
+    adapter.guid = NumberedGuid(L'A', kSpared + number);
+    adapter.provider = L"Quovane";
+    adapter.description = L"Quovane 10GbE Adapter";
+    adapter.friendlyName = L"Sound port " + std::to_wstring(number);
+    adapter.answers = StandardAnswers(kSpared + number);
+    return adapter;
 }
 
-// A list of device names with any end.
-MachineValue DeviceNames(Dice& dice, const std::wstring& name) {
-    if (dice.oneIn(4))
-        return HostileValue(dice, name);
-    std::wstring text;
-    for (unsigned count = dice.below(dice.oneIn(20) ? 70 : 5); count > 0; count--)
-        text += DeviceName(dice) + std::wstring(count > 1 || !dice.oneIn(3) ? 1 : 0, L'\0');
-    text += std::wstring(dice.below(3), L'\0');
-    const BYTE* bytes = reinterpret_cast<const BYTE*>(text.data());
-    return {name, REG_MULTI_SZ, std::vector<BYTE>(bytes, bytes + text.size() * sizeof(wchar_t))};
+// What comes of the host is to follow from its VLANs.
+void AddFullHost(Dice& dice, bool isTeam, HostileMachine* made) {
+    std::vector<std::wstring> names;
+    for (unsigned number = 0; number < (isTeam ? 2u : 1u); number++) {
+        made->machine.adapters.push_back(SoundAdapter(number));
+        names.push_back(made->machine.adapters.back().name);
+    }
+    made->fullHost = made->machine.adapters.back().guid;
+    std::wstring host = names.front();
+    if (isTeam) {
+        MachineTeam team;
+        team.name = host = L"full";
+        team.teamName = L"Full";
+        team.guid = made->fullHost = NumberedGuid(L'B', kSpared);
+        team.members = names;
+        team.address = L"0251560000B0";
+        team.instance = L"ROOT\\NET\\0001";
+        team.answers = StandardAnswers(kSpared);
+        made->machine.teams.push_back(team);
+    }
+    AddVlans(dice, made, host, kFullHostVlans);
+    // One without a name is none.
+    for (MachineVlan& vlan : made->machine.vlans) {
+        if (vlan.host == host && !vlan.vlanName)
+            vlan.vlanName = L"Vlan";
+    }
 }
 
 void AddRecord(Dice& dice, Machine* machine) {
     MachineKey record;
-    std::wstring name = dice.oneIn(4) ? HostileText(dice).substr(0, 200)
-                                      : NumberedGuid(L'A', dice.below(kFewGuids));
-    for (wchar_t& character : name)
-        character = character == L'\\' ? L'/' : character;
-    record.path = kRecords + (name.empty() ? std::wstring(L"x") : name);
+    record.path =
+        kRecords + (dice.oneIn(4) ? HostileName(dice) : NumberedGuid(L'A', dice.below(kFewGuids)));
     if (!dice.oneIn(4))
         record.values.push_back(dice.oneIn(4)
                                     ? HostileValue(dice, L"TeamBinding")
                                     : MachineValue::Text(L"TeamBinding", DeviceName(dice)));
     if (dice.oneIn(2))
-        record.values.push_back(DeviceNames(dice, L"VlanBinding"));
+        record.values.push_back(HostileList(dice, L"VlanBinding", DeviceName));
     for (const wchar_t* number : {L"TeamNumber", L"Order"}) {
         if (dice.oneIn(6))
             record.values.push_back(HostileValue(dice, number));
@@ -184,6 +286,33 @@ void AddRecord(Dice& dice, Machine* machine) {
             record.values.push_back(MachineValue::Number(number, static_cast<DWORD>(dice.next())));
     }
     machine->registry.push_back(record);
+}
+
+// A protocol, service or client that no installer would leave: any name, bound to anything.
+NetCfgComponent HostileComponent(Dice& dice, const std::vector<NetCfgComponent>& others) {
+    static const wchar_t* const kinds[] = {L"trans", L"service", L"client", L"adapter"};
+    static const wchar_t* const known[] = {L"adapters", L"physical", L"ms_tcpip", L"ms_netbt",
+                                           L"qv_qvteamp"};
+    NetCfgComponent component;
+    component.id = dice.oneIn(6)   ? L"qv_qvteamp" + HostileName(dice)
+                   : dice.oneIn(8) ? OneOf(dice, known)
+                                   : HostileName(dice);
+    component.kind = dice.oneIn(6) ? HostileText(dice) : OneOf(dice, kinds);
+    component.displayName = HostileText(dice);
+    component.upper = dice.below(60);
+    component.lower = {L"adapters"};
+    for (unsigned count = dice.below(3); count > 0; count--)
+        component.lower.push_back(dice.oneIn(6)                     ? HostileText(dice)
+                                  : others.empty() || dice.oneIn(3) ? OneOf(dice, known)
+                                                                    : others.front().id);
+    component.boundByDefault = dice.oneIn(2);
+    return component;
+}
+
+void AddComponents(Dice& dice, Machine* machine) {
+    machine->defaultComponents = !dice.odd(16);
+    for (unsigned count = dice.oneIn(2) ? 1 + dice.below(3) : 0; count > 0; count--)
+        machine->components.push_back(HostileComponent(dice, machine->components));
 }
 
 void SetUpSystem(Dice& dice, Machine* machine) {
@@ -200,7 +329,7 @@ void SetUpSystem(Dice& dice, Machine* machine) {
             machine->newDev.push_back(route);
     }
     if (dice.odd(16)) {
-        machine->lockHolder = L"Somebody else";
+        machine->lockHolder = dice.oneIn(2) ? L"Somebody else" : HostileText(dice) + L"x";
         machine->lockSeconds = dice.odd(2) ? INFINITE : dice.below(10);
     }
     machine->protocolInstalled = !dice.odd(16);
@@ -216,12 +345,12 @@ void SetUpSystem(Dice& dice, Machine* machine) {
 
 } // namespace
 
+Dice::Dice(uint64_t seed) : state_(Mix(seed + 0x9E3779B97F4A7C15ull)) {
+}
+
 uint64_t Dice::next() {
     state_ += 0x9E3779B97F4A7C15ull;
-    uint64_t z = state_;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return z ^ (z >> 31);
+    return Mix(state_);
 }
 
 std::vector<BYTE> Dice::bytes(size_t count) {
@@ -265,35 +394,52 @@ MachineValue HostileValue(Dice& dice, const std::wstring& name) {
     return value;
 }
 
+bool HasFullAdapter(uint64_t seed) {
+    return seed % kRound == 13;
+}
+
+bool HasFullTeam(uint64_t seed) {
+    return seed % kRound == 17;
+}
+
 HostileMachine MakeHostileMachine(uint64_t seed, const Machine& plain) {
+    const bool isFull = HasFullAdapter(seed) || HasFullTeam(seed);
     Dice dice(seed);
     HostileMachine made;
-    dice.setMildness(dice.oneIn(2) ? 1 : 6);
     made.machine = plain;
     made.machine.adapters.clear();
     made.machine.teams.clear();
     made.machine.vlans.clear();
+    unsigned mildness = dice.oneIn(2) ? 1 : 6;
+    dice.setMildness(isFull ? kSoundMildness : mildness);
     SetUpSystem(dice, &made.machine);
+    dice.setMildness(mildness);
+    if (isFull)
+        AddFullHost(dice, HasFullTeam(seed), &made);
 
-    // Every forty machines have one of each size that the tables do not hold.
-    unsigned ports = seed % 40 == 7 ? 40 : dice.oneIn(8) ? 7 + dice.below(12) : 3 + dice.below(5);
-    ports = seed % 20 == 3 && ports < 12 ? 12 : ports;
+    // Every round has some of each size that the tables do not hold.
+    const bool manyMembers = seed % 20 == 3;
+    unsigned ports = dice.oneIn(8) ? 7 + dice.below(12) : 3 + dice.below(5);
+    ports = seed % kRound == 7 ? 40 : isFull && ports > 8 ? 8 : ports;
     std::vector<std::wstring> known; // may be members or hosts
-    for (unsigned number = 0; number < ports; number++) {
+    for (unsigned number = 0; number < ports || (manyMembers && known.size() <= kMostMembers);
+         number++) {
         MachineAdapter adapter = MakeAdapter(dice, number, &made);
         if (!adapter.guid.empty() && adapter.driverKey)
             known.push_back(adapter.name);
         made.machine.adapters.push_back(adapter);
     }
-    std::wstring host = known.empty() ? L"" : known.front();
-    for (unsigned count = dice.oneIn(8) ? 5 : dice.below(3); count > 0; count--)
-        AddTeam(dice, &made, &known, seed % 20 == 3 ? 9 : 1 + dice.below(3));
-    if (!host.empty() && (seed % 40 == 13 || dice.oneIn(3)))
-        AddVlans(dice, &made, known.empty() ? made.machine.teams.front().name : known.front(),
-                 seed % 40 == 13 ? 65 : 1 + dice.below(4));
+    unsigned teams = dice.oneIn(8) ? 5 : dice.below(3);
+    for (teams += manyMembers; teams > 0; teams--)
+        AddTeam(dice, &made, &known, manyMembers ? kMostMembers + 1 : 1 + dice.below(3));
+    if (!known.empty() && dice.oneIn(3))
+        AddVlans(dice, &made, known.front(), 1 + dice.below(4));
     if (!made.machine.teams.empty() && dice.oneIn(3))
-        AddVlans(dice, &made, made.machine.teams.front().name, 1 + dice.below(4));
-    for (unsigned count = dice.below(6); count > 0; count--)
+        AddVlans(dice, &made, made.machine.teams.back().name, 1 + dice.below(4));
+    if (ports < 12)
+        AddComponents(dice, &made.machine);
+    // The last record decides whether a team's VLAN goes, also one that is in no team.
+    for (unsigned count = HasFullTeam(seed) ? 0 : dice.below(6); count > 0; count--)
         AddRecord(dice, &made.machine);
     return made;
 }

@@ -10,8 +10,7 @@
 // Numbers that follow from a seed, the same everywhere.
 class Dice {
   public:
-    explicit Dice(uint64_t seed) : state_(seed * 0x9E3779B97F4A7C15ull + 1) {
-    }
+    explicit Dice(uint64_t seed);
     uint64_t next();
     unsigned below(unsigned bound) {
         return bound == 0 ? 0 : static_cast<unsigned>(next() % bound);
@@ -42,16 +41,32 @@ class Dice {
 MachineValue HostileValue(Dice& dice, const std::wstring& name);
 std::wstring HostileText(Dice& dice);
 
+// The services of adapters whose own entry is hostile; the names begin so.
+constexpr wchar_t kOddService[] = L"qvodd";
+
 struct HostileMachine {
     Machine machine;
-    // Written into the devices' own keys when the machine stands: property texts as no call would
-    // store them.
-    struct Property {
+    // Written when the machine stands: what no call would store, and what other programs keep.
+    struct Value {
+        std::wstring path; // below HKEY_LOCAL_MACHINE
+        MachineValue value;
+    };
+    std::vector<Value> values;
+    // The same for a device's driver key, whose path follows from the building.
+    struct DriverValue {
         std::wstring instance;
         MachineValue value;
     };
-    std::vector<Property> properties;
+    std::vector<DriverValue> driverValues;
+    // The adapter or team that has more VLANs than a page shows, and nothing else wrong with it; empty
+    // on most machines.
+    std::wstring fullHost;
 };
+
+// Every so many machines in a row have one of each of these.
+constexpr unsigned kRound = 40;
+bool HasFullAdapter(uint64_t seed);
+bool HasFullTeam(uint64_t seed);
 
 //   plain  a healthy machine, of which only INFs and settings are kept
 HostileMachine MakeHostileMachine(uint64_t seed, const Machine& plain);
