@@ -1,10 +1,13 @@
 // The program that ships ends without warning behind each change that an operation makes. The next
-// start has to work, and docs/recovery.md has to lead back to a sound machine. QV_KILLS=all takes every
-// change; otherwise a few of each operation are taken.
+// start has to work, and docs/recovery.md has to lead back to a sound machine: what its table says of an
+// interruption has to be how the page looks, its steps have to be enough, and none of them may be
+// needless. QV_KILLS=all takes every change; otherwise a few of some operations are taken, and no step
+// is left out.
 #include "sweep/recovery.h"
 #include "sweep/table.h"
 
 #include "device/net_config.h"
+#include "device/protocol.h"
 #include "drive/dialogs.h"
 #include "drive/input.h"
 #include "drive/list.h"
@@ -12,66 +15,242 @@
 #include "drive/window.h"
 #include "harness/program.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 
 static const DWORD kClickGuard = 3000; // milliseconds of wall-clock time
 static const wchar_t kTeam[] = L"Uplink";
+static const wchar_t kSecondTeam[] = L"Second";
+static const wchar_t kNewVlan[] = L"Third";
+
+// Not touched by any operation: its adapters come after the others in every list, its records before.
+static const wchar_t kOtherTeam[] = L"Other";
+static const wchar_t kOtherInstance[] = L"ROOT\\NET\\0007";
+static const wchar_t kOtherVlanInstance[] = L"ROOT\\NET\\0008";
+
+enum class Job { CreateTeam, RemoveTeams, AddVlan, RemoveVlans };
+
+// The kills of one line of the document's table.
+struct Range {
+    InterruptionId interruption;
+    const wchar_t* from; // from the first change on, behind the last range's, that begins so
+    Texts16 looks;       // each is seen, and no other
+};
 
 struct KillCase {
     const char* name;
-    bool team;                                           // the machine has one
-    std::vector<std::pair<DWORD, const wchar_t*>> vlans; // of the team, or of port0 without one
-    bool windowsXp;                                      // VLANs of an adapter have a page there
-    bool vlanJob;
+    Job job;
+    int teams; // that there are: kTeam, kSecondTeam
+    std::vector<std::pair<DWORD, const wchar_t*>>
+        vlans;              // of the last team, or of port0 without one
+    const wchar_t* windows; // VLANs of an adapter have a page on 5.1 only
+    bool protocol;
     std::vector<int>
-        ticked; // in the list that the operation is about; an added VLAN has no row yet
+        ticked; // in the list that the operation is about; none for a VLAN that is added
+    std::vector<Range> ranges;
     // The usual run kills behind the first changes that begin so.
-    std::vector<const wchar_t*> sample;
+    Texts16 sample;
 };
 
-static const KillCase kCases[] = {
+static void PrintTo(const KillCase& one, std::ostream* out) {
+    *out << one.name;
+}
+
+static Texts16 Off(const std::wstring& look, const std::wstring& names) {
+    return {look, look + L"; off: " + names};
+}
+
+// What every creation of a team does in the end.
+static const std::vector<Range> kCreation = {
+    {MembersDetached, L"netcfg-lock", {L"Port 0, Port 1 |"}},
+    {RecordsBegun, L"value-set record\\{port0}\\TeamNumber", {L"Port 1 |", L"|"}},
+    {TeamInstalled,
+     L"device-register",
+     {L"|; left: no driver", L"| Quovane Team Virtual Adapter (0)", L"| Uplink (0)"}},
+    {TeamPutTogether,
+     L"value-set record\\{port0}\\TeamBinding",
+     {L"| Uplink (1)", L"| Uplink (2)", L"| Uplink (2); off: Uplink",
+      L"| Uplink (2); off: Uplink:Port 0, Uplink", L"| Uplink (2); off: Uplink:Port 1, Uplink"}},
+};
+
+static std::vector<Range> Behind(const Range& first, std::vector<Range> ranges) {
+    ranges.insert(ranges.begin(), first);
+    return ranges;
+}
+
+static const std::vector<KillCase> kCases = {
     {"creation",
-     false,
+     Job::CreateTeam,
+     0,
      {},
-     false,
+     L"10.0",
+     true,
+     {0, 1},
+     kCreation,
+     {L"binding-disable ms_netbt", L"device-install", L"value-set record\\{port0}\\TeamBinding"}},
+    {"creation with the protocol",
+     Job::CreateTeam,
+     0,
+     {},
+     L"10.0",
      false,
      {0, 1},
-     {L"binding-disable ms_netbt", L"device-install", L"value-set record\\{port0}\\TeamBinding",
-      L"device-disable port0"}},
+     Behind({ProtocolInstalled, L"netcfg-lock", {L"Port 0, Port 1 |"}}, kCreation),
+     {L"netcfg-install"}},
+    {"creation on Windows 5.2", Job::CreateTeam, 0, {}, L"5.2", true, {0, 1}, kCreation, {}},
     {"creation over members with VLANs",
-     false,
+     Job::CreateTeam,
+     0,
      {{10, L"Voice"}, {20, L"Data"}},
-     false,
-     false,
+     L"10.0",
+     true,
      {0, 1},
+     Behind({MembersLoseVlans,
+             L"value-set",
+             {L"Port 0, Port 1 |; left: Port 0 - Voice, Port 0 - Data",
+              L"Port 0, Port 1 |; left: Port 0 - Data", L"Port 0, Port 1 |"}},
+            kCreation),
      {}},
     {"removal with VLANs",
-     true,
+     Job::RemoveTeams,
+     1,
      {{10, L"Voice"}, {20, L"Data"}},
-     false,
-     false,
+     L"10.0",
+     true,
      {0},
-     {L"value-set record\\{port0}\\VlanBinding", L"device-remove ROOT\\NET\\0000",
-      L"key-delete record\\{port0}", L"device-disable port1"}},
+     {{TeamLosesVlans,
+       L"value-set",
+       {L"| Uplink (2) +20; left: Uplink - Voice", L"| Uplink (2) +20",
+        L"| Uplink (2); left: Uplink - Data", L"| Uplink (2)"}},
+      {TeamGone, L"device-remove ROOT\\NET\\0000", {L"|"}},
+      {MembersReleased,
+       L"key-delete record\\{port0}",
+       {L"Uplink:Port 0 |", L"Port 0 |", L"Port 0 |; off: Port 0", L"Port 0, Uplink:Port 1 |",
+        L"Port 0, Port 1 |", L"Port 0, Port 1 |; off: Port 1"}}},
+     {L"value-set record\\{port0}\\VlanBinding", L"key-delete record\\{port0}",
+      L"device-disable port1"}},
+    {"removal of two teams",
+     Job::RemoveTeams,
+     2,
+     {{10, L"Voice"}},
+     L"10.0",
+     true,
+     {0, 1},
+     {{TeamsRemoved,
+       L"key-delete network\\{team-1}\\Connection",
+       {L"| Uplink (2), Second (2) +10", L"| Second (2) +10", L"Uplink:Port 0 | Second (2) +10",
+        L"Port 0 | Second (2) +10", L"Port 0 | Second (2) +10; off: Port 0",
+        L"Port 0, Uplink:Port 1 | Second (2) +10", L"Port 0, Port 1 | Second (2) +10",
+        L"Port 0, Port 1 | Second (2) +10; off: Port 1", L"Port 0, Port 1 | Second (2)",
+        L"Port 0, Port 1 | Second (2); left: Second - Voice", L"Port 0, Port 1 |",
+        L"Port 0, Port 1, Second:Port 2 |", L"Port 0, Port 1, Port 2 |",
+        L"Port 0, Port 1, Port 2 |; off: Port 2", L"Port 0, Port 1, Port 2, Second:Port 3 |",
+        L"Port 0, Port 1, Port 2, Port 3 |", L"Port 0, Port 1, Port 2, Port 3 |; off: Port 3"}}},
+     {}},
     {"first VLAN of a team",
+     Job::AddVlan,
+     1,
+     {},
+     L"10.0",
      true,
      {},
-     false,
+     {{HostDetached, L"netcfg-lock", Off(L"| Uplink (2)", L"Uplink")},
+      {TeamVlanInstalled,
+       L"device-register",
+       {L"| Uplink (2); left: no driver", L"| Uplink (2), Quovane Team Virtual Adapter (0)",
+        L"| Uplink (2), Uplink - Third (0)", L"| Uplink (2); left: Uplink - Third"}},
+      {VlanListed, L"value-set driver(ROOT\\NET\\0001)\\VlanName",
+       Off(L"| Uplink (2) +30", L"Uplink - Third")}},
+     {L"value-set record\\{port0}\\VlanBinding", L"device-disable ROOT\\NET\\0001"}},
+    {"second VLAN of a team",
+     Job::AddVlan,
+     1,
+     {{10, L"Voice"}},
+     L"10.0",
      true,
      {},
-     {L"device-disable", L"value-set record\\{port0}\\VlanBinding"}},
-    {"second VLAN of a team", true, {{10, L"Voice"}}, false, true, {}, {}},
-    {"last VLAN of a team removed", true, {{10, L"Voice"}}, false, true, {0}, {L"device-remove"}},
+     {{FurtherVlanInstalled,
+       L"device-create",
+       {L"| Uplink (2) +10", L"| Uplink (2) +10; left: no driver",
+        L"| Uplink (2) +10, Quovane Team Virtual Adapter (0)",
+        L"| Uplink (2) +10, Uplink - Third (0)", L"| Uplink (2) +10; left: Uplink - Third"}},
+      {VlanListed, L"value-set driver(ROOT\\NET\\0002)\\VlanName",
+       Off(L"| Uplink (2) +10 +30", L"Uplink - Third")}},
+     {}},
+    {"last VLAN of a team removed",
+     Job::RemoveVlans,
+     1,
+     {{10, L"Voice"}},
+     L"10.0",
+     true,
+     {0},
+     {{LastVlanForgotten, L"value-delete", {L"| Uplink (2); left: Uplink - Voice"}},
+      {HostAttached, L"device-remove", Off(L"| Uplink (2)", L"Uplink")}},
+     {L"device-remove"}},
     {"one of two VLANs of a team removed",
-     true,
+     Job::RemoveVlans,
+     1,
      {{10, L"Voice"}, {20, L"Data"}},
-     false,
+     L"10.0",
      true,
      {1},
+     {{VlanForgotten,
+       L"value-set",
+       {L"| Uplink (2) +10; left: Uplink - Data", L"| Uplink (2) +10"}}},
      {}},
-    {"first VLAN of an adapter", false, {}, true, true, {}, {}},
-    {"last VLAN of an adapter removed", false, {{10, L"Voice"}}, true, true, {0}, {}},
+    {"first VLAN of an adapter",
+     Job::AddVlan,
+     0,
+     {},
+     L"5.1",
+     true,
+     {},
+     {{HostDetached, L"netcfg-lock", Off(L"Port 0, Port 1 |", L"Port 0")},
+      {AdapterVlanInstalled,
+       L"device-register",
+       {L"Port 0, Port 1 |; left: no driver", L"Port 0, Port 1 | Quovane Team Virtual Adapter (0)",
+        L"Port 0, Port 1 | Port 0 - Third (0)", L"Port 0, Port 1 |; left: Port 0 - Third"}},
+      {VlanListed, L"value-set driver(ROOT\\NET\\0000)\\VlanName",
+       Off(L"Port 0 +30, Port 1 |", L"Port 0 - Third")}},
+     {}},
+    {"second VLAN of an adapter",
+     Job::AddVlan,
+     0,
+     {{10, L"Voice"}},
+     L"5.1",
+     true,
+     {},
+     {{FurtherVlanInstalled,
+       L"device-create",
+       {L"Port 0 +10, Port 1 |", L"Port 0 +10, Port 1 |; left: no driver",
+        L"Port 0 +10, Port 1 | Quovane Team Virtual Adapter (0)",
+        L"Port 0 +10, Port 1 | Port 0 - Third (0)", L"Port 0 +10, Port 1 |; left: Port 0 - Third"}},
+      {VlanListed, L"value-set driver(ROOT\\NET\\0001)\\VlanName",
+       Off(L"Port 0 +10 +30, Port 1 |", L"Port 0 - Third")}},
+     {L"value-set record\\{port0}\\VlanBinding"}},
+    {"last VLAN of an adapter removed",
+     Job::RemoveVlans,
+     0,
+     {{10, L"Voice"}},
+     L"5.1",
+     true,
+     {0},
+     {{LastVlanForgotten, L"value-delete", {L"Port 0, Port 1 |; left: Port 0 - Voice"}},
+      {HostAttached, L"device-remove", Off(L"Port 0, Port 1 |", L"Port 0")}},
+     {}},
+    {"one of two VLANs of an adapter removed",
+     Job::RemoveVlans,
+     0,
+     {{10, L"Voice"}, {20, L"Data"}},
+     L"5.1",
+     true,
+     {1},
+     {{VlanForgotten,
+       L"value-set",
+       {L"Port 0 +10, Port 1 |; left: Port 0 - Data", L"Port 0 +10, Port 1 |"}}},
+     {}},
 };
 
 static bool EveryKill() {
@@ -79,82 +258,151 @@ static bool EveryKill() {
     return kills != nullptr && std::strcmp(kills, "all") == 0;
 }
 
-class KillSweep : public RecoveryTest, public testing::WithParamInterface<KillCase> {
-  protected:
-    void Describe(bool sound);
-    void Prepare(RunningProgram* program) const;
-    void Press(RunningProgram* program, bool leave) const;
-    Texts16 ChangesMade();
-    bool Kill(unsigned nth, std::wstring* last);
-    void ExpectLockFree() const;
-    void ExpectNextStart(SweepLine* line, std::wstring* lists) const;
-    void ExpectRecovery(std::set<Recipe>* used);
-    static std::vector<unsigned> Kills(const Texts16& changes);
-
-    // A recipe that is of use nowhere is none.
-    static void TearDownTestSuite() {
-        if (casesRun < std::size(kCases))
-            return;
-        for (int recipe = 0; recipe < static_cast<int>(Recipe::Count); recipe++)
-            EXPECT_EQ(1u, everUsed.count(static_cast<Recipe>(recipe)))
-                << NameOf(static_cast<Recipe>(recipe));
-    }
-
-    static std::set<Recipe> everUsed;
-    static size_t casesRun;
+// What an operation does that nobody interrupts.
+struct Course {
+    Texts16 changes;
+    std::string before; // the machine
+    std::string after;
+    std::string bare; // without the teams and VLANs that it is about
 };
 
-std::set<Recipe> KillSweep::everUsed;
-size_t KillSweep::casesRun;
+class KillTest : public RecoveryTest {
+  protected:
+    void SetUp() override {
+        RecoveryTest::SetUp();
+        g_hostsAreShown = false;
+    }
+    bool vlanJob() const {
+        return case_.job == Job::AddVlan || case_.job == Job::RemoveVlans;
+    }
+    void UseCase(const char* name);
+    void Describe(bool bare);
+    void AddBystanders();
+    void Prepare(RunningProgram* program) const;
+    void Press(RunningProgram* program, bool leave) const;
+    void RunOperation();
+    unsigned FirstChange(const std::wstring& begin, unsigned behind = 0) const;
+    bool Kill(unsigned nth, Events* journal);
+    Texts8 Bystanders(const std::string& dump) const;
 
-// What Windows keeps, as docs/recovery.md says: the connection of an adapter that was uninstalled by
-// hand, and the entry of a device that was not registered yet.
-static bool StaysWithWindows(const std::string& fact) {
-    if (fact.find("+ network\\{") == 0)
-        return fact.find("\\Connection\\") != std::string::npos;
-    const std::string entry = "+ device\\ROOT\\NET\\";
-    if (fact.find(entry) != 0)
-        return false;
-    const std::string id = fact.substr(entry.size(), 4);
-    return RegistryHas(L"System\\CurrentControlSet\\Enum\\ROOT\\NET\\" +
-                           std::wstring(id.begin(), id.end()),
-                       L"Phantom");
+    KillCase case_;
+    Operation operation_;
+    Course course_;
+
+  private:
+    void RunToEnd();
+    void ReadChanges(RunningProgram* program);
+};
+
+void KillTest::UseCase(const char* name) {
+    for (const KillCase& one : kCases) {
+        if (std::strcmp(one.name, name) == 0)
+            case_ = one;
+    }
 }
 
-static std::wstring LastLineOf(const std::wstring& path) {
-    std::ifstream in(path.c_str(), std::ios::binary);
-    std::string last;
-    for (std::string line; std::getline(in, line);)
-        last = line;
-    return {last.begin(), last.end()};
+// Neither an operation nor a recovery may change anything of these. Their records come first: an adapter's
+// record is the last one that a change of any team's VLANs looks at.
+void KillTest::AddBystanders() {
+    const size_t own = case_.teams == 2 ? 4 : 2;
+    // The records of a team are the protocol's.
+    if (!case_.protocol)
+        machine.adapters.resize(own + 1);
+    for (size_t port = own; port < machine.adapters.size(); port++)
+        machine.adapters[port].guid[1] = L'9';
+    if (!case_.protocol)
+        return;
+    AddTeam(kOtherTeam, 1, 2, {machine.adapters[own].name, machine.adapters[own + 1].name});
+    MachineTeam& team = machine.teams.back();
+    team.name = L"other";
+    team.instance = kOtherInstance;
+    team.guid = L"{B0000000-0000-4000-8000-000000000009}";
+    team.address = L"0251560000B9";
+    AddVlan(L"other", 70, L"Guest");
+    machine.vlans.back().instance = kOtherVlanInstance;
+    // Otherwise they are numbered behind all that there is.
+    for (const std::wstring& guid : {team.guid, machine.vlans.back().guid}) {
+        MachineKey key;
+        key.path = NETWORK_CONNECTIONS_KEY L"\\" + guid + L"\\Connection";
+        key.values = {MachineValue::Text(L"Name", L"Connection of another team")};
+        machine.registry.push_back(key);
+    }
 }
 
-// `sound`: as it has to be in the end, without team and VLANs.
-void KillSweep::Describe(bool sound) {
-    Ports(2);
-    machine.nextVirtual = 4;
+// `bare`: without the teams and VLANs that the operation is about.
+void KillTest::Describe(bool bare) {
+    Ports(case_.teams == 2 ? 7 : 5);
+    machine.windows = case_.windows;
+    machine.protocolInstalled = case_.protocol;
+    machine.nextVirtual = 6;
     // The General page makes these keys where there are none.
     for (MachineAdapter& port : machine.adapters)
         port.ipAddress = L"192.0.2.1";
-    if (GetParam().windowsXp) {
-        machine.windows = L"5.1";
+    if (machine.windows[0] == L'5')
         machine.newDev = {L"InstallSelectedDriver"};
+    if (machine.windows == L"5.1") {
         for (MachineAdapter& port : machine.adapters)
             port.values.push_back(MachineValue::Text(L"TCPOffload", L"1"));
     }
-    if (sound)
-        return;
+    operation_ = {};
+    operation_.members = {{L"port0", L"port1"}};
+    if (case_.teams == 2)
+        operation_.members.push_back({L"port2", L"port3"});
     // Adapters that there were before go by the same kind of GUID as those to come.
-    if (GetParam().team) {
-        AddTeam(kTeam, 0, 1, {L"port0", L"port1"});
-        machine.teams[0].guid = L"{51560000-0000-4000-8000-000000000001}";
+    int number = 1;
+    const auto guid = [&] {
+        return L"{51560000-0000-4000-8000-00000000000" + std::to_wstring(number++) + L"}";
+    };
+    for (int team = 0; team < case_.teams && !bare; team++) {
+        operation_.teams.push_back(team == 0 ? kTeam : kSecondTeam);
+        AddTeam(operation_.teams.back(), team == 0 ? 0 : 2, 1, operation_.members[team]);
+        machine.teams.back().guid = guid();
+        MachineKey key;
+        key.path = L"System\\CurrentControlSet\\Services\\Tcpip\\Parameters\\Interfaces\\" +
+                   machine.teams.back().guid;
+        key.values = {MachineValue::MultiText(L"IPAddress", {L"192.0.2.2"})};
+        machine.registry.push_back(key);
     }
-    int number = 2;
-    for (const auto& [id, name] : GetParam().vlans) {
-        AddVlan(GetParam().team ? L"team-1" : L"port0", id, name);
-        machine.vlans.back().guid =
-            L"{51560000-0000-4000-8000-00000000000" + std::to_wstring(number++) + L"}";
+    const std::wstring host = machine.teams.empty() ? L"port0" : machine.teams.back().name;
+    for (const auto& [id, name] : case_.vlans) {
+        if (bare)
+            break;
+        AddVlan(host, id, name);
+        machine.vlans.back().guid = guid();
     }
+    if (case_.job == Job::CreateTeam)
+        operation_.teams = {kTeam};
+    if (vlanJob())
+        operation_.vlanHost = host;
+    if (case_.job == Job::AddVlan)
+        operation_.newVlan = kNewVlan;
+    AddBystanders();
+}
+
+// What of a dump is about them.
+Texts8 KillTest::Bystanders(const std::string& dump) const {
+    Texts16 marks = {kOtherInstance, kOtherVlanInstance};
+    for (const MachineAdapter& adapter : machine.adapters) {
+        if (adapter.guid[1] == L'9')
+            marks.insert(marks.end(), {adapter.guid, adapter.instance});
+    }
+    for (const MachineTeam& team : machine.teams) {
+        if (team.instance == kOtherInstance)
+            marks.push_back(team.guid);
+    }
+    for (const MachineVlan& vlan : machine.vlans) {
+        if (vlan.instance == kOtherVlanInstance)
+            marks.push_back(vlan.guid);
+    }
+    Texts8 facts;
+    for (const std::string& line : DumpLines(dump, "")) {
+        const bool theirs = std::any_of(marks.begin(), marks.end(), [&](const std::wstring& mark) {
+            return line.find(std::string(mark.begin(), mark.end())) != std::string::npos;
+        });
+        if (theirs)
+            facts.push_back(line);
+    }
+    return facts;
 }
 
 // Until it is done: what is in the way of a mouse goes after a moment.
@@ -176,13 +424,13 @@ static void Type(HWND edit, const wchar_t* text) {
 }
 
 // Everything but the last press.
-void KillSweep::Prepare(RunningProgram* program) const {
+void KillTest::Prepare(RunningProgram* program) const {
     program->bench(L"message-box IDOK all");
-    HWND list = program->control(GetParam().team ? L"1004" : L"1002");
-    if (!GetParam().vlanJob) {
-        for (int row : GetParam().ticked)
+    HWND list = program->control(case_.teams != 0 ? L"1004" : L"1002");
+    if (!vlanJob()) {
+        for (int row : case_.ticked)
             ::Tick(list, row);
-        if (GetParam().team)
+        if (case_.job == Job::RemoveTeams)
             return;
         Click(program->control(L"1003"), false);
         Type(program->control(L"1008"), kTeam);
@@ -191,22 +439,23 @@ void KillSweep::Prepare(RunningProgram* program) const {
     ::Tick(list, 0);
     Click(program->control(L"1001"), true);
     HWND page = program->openTab(L"VLAN", 1101, 101);
-    for (int row : GetParam().ticked)
+    for (int row : case_.ticked)
         ::Tick(drive::FindControl(page, L"1000"), row);
-    if (!GetParam().ticked.empty())
+    if (case_.job == Job::RemoveVlans)
         return;
     Click(program->control(L"1001", 101), true);
     HWND dialog = program->waitDialog(102);
     Insist([&](std::wstring* error) { return drive::WaitIdle(dialog, error); });
     Type(drive::FindControl(dialog, L"1003"), L"30");
-    Type(drive::FindControl(dialog, L"1004"), L"Third");
+    Type(drive::FindControl(dialog, L"1004"), kNewVlan);
 }
 
-void KillSweep::Press(RunningProgram* program, bool leave) const {
-    const int dialog = !GetParam().vlanJob ? 1100 : GetParam().ticked.empty() ? 102 : 101;
-    const wchar_t* button = dialog == 1100  ? GetParam().team ? L"1005" : L"1000"
-                            : dialog == 102 ? L"1"
-                                            : L"1002";
+void KillTest::Press(RunningProgram* program, bool leave) const {
+    static const struct {
+        const wchar_t* button;
+        int dialog;
+    } last[] = {{L"1000", 1100}, {L"1005", 1100}, {L"1", 102}, {L"1002", 101}};
+    const auto& [button, dialog] = last[static_cast<int>(case_.job)];
     Click(program->control(button, dialog), leave);
 }
 
@@ -217,41 +466,76 @@ static bool IsChange(const std::wstring& kind) {
     return others.count(kind) == 0;
 }
 
-// Those of the operation from its beginning to its end.
-Texts16 KillSweep::ChangesMade() {
+void KillTest::ReadChanges(RunningProgram* program) {
+    course_.changes.clear();
+    for (const Event& event : program->journal()) {
+        if (IsChange(event.kind))
+            course_.changes.push_back(Short(event.kind + L" " + event.text));
+    }
+}
+
+// Once for all tests.
+void KillTest::RunOperation() {
+    static std::map<std::string, Course> courses;
+    Course& course = courses[case_.name];
+    if (course.changes.empty()) {
+        RunToEnd();
+        course = course_;
+    }
+    course_ = course;
+}
+
+void KillTest::RunToEnd() {
+    Describe(true);
+    Build();
+    if (!case_.protocol)
+        EXPECT_EQ(1, InstallProtocolDriver(nullptr));
+    course_.bare = MachineDump();
     Describe(false);
     Build();
+    course_.before = MachineDump();
     RunningProgram program;
     Prepare(&program);
     program.bench(L"journal-clear");
     const unsigned before = std::stoul(program.bench(L"changes"));
     Press(&program, false);
-    if (GetParam().vlanJob) {
+    if (vlanJob()) {
         HWND view = program.control(L"1000", 101);
-        const int rows =
-            static_cast<int>(GetParam().vlans.size()) +
-            (GetParam().ticked.empty() ? 1 : -static_cast<int>(GetParam().ticked.size()));
+        const int rows = static_cast<int>(case_.vlans.size()) +
+                         (case_.job == Job::AddVlan ? 1 : -static_cast<int>(case_.ticked.size()));
         EXPECT_TRUE(drive::WaitUntil([&] { return drive::ListRowCount(view) == rows; }));
     } else {
         program.waitText(L"1009", L"Select two NICs");
     }
     program.waitGone(1104);
-    Texts16 changes;
-    for (const Event& event : program.journal()) {
-        if (IsChange(event.kind))
-            changes.push_back(Short(event.kind + L" " + event.text));
-    }
-    EXPECT_EQ(std::stoul(program.bench(L"changes")) - before, changes.size());
-    return changes;
+    ReadChanges(&program);
+    EXPECT_EQ(std::stoul(program.bench(L"changes")) - before, course_.changes.size());
+    course_.after = MachineDump();
 }
 
-// False when the program did not end. `last`: the last line of its journal.
-bool KillSweep::Kill(unsigned nth, std::wstring* last) {
+// The number, from 1 on, of the first change behind that one that begins so; 0 when there is none.
+unsigned KillTest::FirstChange(const std::wstring& begin, unsigned behind) const {
+    for (unsigned at = behind; at < course_.changes.size(); at++) {
+        if (course_.changes[at].compare(0, begin.size(), begin) == 0)
+            return at + 1;
+    }
+    ADD_FAILURE() << "no " << testing::PrintToString(begin);
+    return 0;
+}
+
+static Events ReadJournal(const std::wstring& path) {
+    std::ifstream in(path.c_str(), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return ParseJournal({text.begin(), text.end()});
+}
+
+// False when the program did not end.
+bool KillTest::Kill(unsigned nth, Events* journal) {
     Describe(false);
     Build();
-    const std::wstring journal = L"kill-journal.txt";
-    DeleteFileW(journal.c_str());
-    RunningProgram program(L"journal " + journal);
+    const std::wstring path = L"kill-journal.txt";
+    DeleteFileW(path.c_str());
+    RunningProgram program(L"journal " + path);
     Prepare(&program);
     program.bench(L"kill-at-change " + std::to_wstring(nth));
     Press(&program, true);
@@ -262,8 +546,69 @@ bool KillSweep::Kill(unsigned nth, std::wstring* last) {
     // What it showed goes a moment later, and would be in the next program's way.
     EXPECT_TRUE(
         drive::WaitUntil([&] { return drive::TopLevelWindows(program.process().id).empty(); }));
-    *last = LastLineOf(journal);
+    *journal = ReadJournal(path);
     return ended;
+}
+
+class KillSweep : public KillTest, public testing::WithParamInterface<KillCase> {
+  protected:
+    // What came of one range of the case.
+    struct Tally {
+        unsigned begin = 0;
+        std::set<std::wstring> seen; // looks
+        std::map<Step, std::vector<unsigned>>
+            usedAt; // kills behind which the step changed something
+    };
+
+    void SetUp() override {
+        KillTest::SetUp();
+        case_ = GetParam();
+    }
+    void FindRanges();
+    std::vector<unsigned> Kills() const;
+    size_t RangeOf(unsigned nth) const;
+    void ExpectLockFree() const;
+    void ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* teams) const;
+    std::wstring ExpectLook(size_t range, const Texts16& adapters, const Texts16& teams);
+    void ExpectBystanders(const std::string& dump, const char* when) const;
+    Texts8 NotAsPromised(Promise promise);
+    Steps ExpectRecovery(size_t range, unsigned nth, const Events& journal);
+    void ExpectGoesOn(const Steps& taken);
+    void ExpectAllSeen() const;
+    void ExpectNeeded(size_t range, Step step);
+    const Interruption& Of(size_t range) const {
+        return kInterruptions[case_.ranges[range].interruption];
+    }
+
+    std::vector<Tally> tallies_;
+};
+
+void KillSweep::FindRanges() {
+    unsigned behind = 0;
+    for (const Range& range : case_.ranges) {
+        Tally tally;
+        tally.begin = behind = FirstChange(range.from, behind);
+        tallies_.push_back(tally);
+    }
+    EXPECT_EQ(1u, tallies_[0].begin) << "changes that belong to nothing";
+}
+
+std::vector<unsigned> KillSweep::Kills() const {
+    std::vector<unsigned> kills;
+    for (unsigned nth = 1; EveryKill() && nth <= course_.changes.size(); nth++)
+        kills.push_back(nth);
+    if (!EveryKill()) {
+        for (const std::wstring& begin : case_.sample)
+            kills.push_back(FirstChange(begin));
+    }
+    return kills;
+}
+
+size_t KillSweep::RangeOf(unsigned nth) const {
+    size_t range = tallies_.size() - 1;
+    while (range > 0 && tallies_[range].begin > nth)
+        range--;
+    return range;
 }
 
 // The system has released it with the process.
@@ -276,8 +621,8 @@ void KillSweep::ExpectLockFree() const {
         EXPECT_EQ(S_OK, HrReleaseINetCfg(client, TRUE));
 }
 
-// `lists`: what the page shows.
-void KillSweep::ExpectNextStart(SweepLine* line, std::wstring* lists) const {
+// Gives the two lists.
+void KillSweep::ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* teams) const {
     RunningProgram program;
     std::wstring text;
     HWND page = nullptr;
@@ -291,11 +636,8 @@ void KillSweep::ExpectNextStart(SweepLine* line, std::wstring* lists) const {
     program.waitText(L"1009", L"Select two NICs");
     EXPECT_EQ(nullptr, drive::FindMessageBox(program.process().id, &text))
         << testing::PrintToString(text);
-    for (const wchar_t* list : {L"1002", L"1004"}) {
-        for (const std::wstring& row : program.rows(list))
-            *lists += row + L", ";
-        *lists += *list == L'1' && list[3] == L'2' ? L"| " : L"";
-    }
+    *adapters = program.rows(L"1002");
+    *teams = program.rows(L"1004");
     // A click may get lost while the window comes up; an answer does not.
     DWORD exitCode = 1;
     EXPECT_TRUE(drive::WaitUntil([&] {
@@ -308,46 +650,120 @@ void KillSweep::ExpectNextStart(SweepLine* line, std::wstring* lists) const {
     EXPECT_EQ(0u, exitCode);
 }
 
-void KillSweep::ExpectRecovery(std::set<Recipe>* used) {
-    const Concerned concerned = !GetParam().vlanJob ? Concerned::Teams
-                                : GetParam().team   ? Concerned::VlansOfTeam
-                                                    : Concerned::VlansOfAdapter;
-    Reopen();
-    *used = Recover(concerned, kTeam);
-    Texts8 different;
-    for (const std::string& fact : NotBack()) {
-        if (!StaysWithWindows(fact))
-            different.push_back(fact);
-    }
-    ExpectFacts({}, different);
-    // Sound: what was interrupted can be done and undone.
-    const std::string before = MachineDump();
-    if (concerned == Concerned::VlansOfAdapter) {
-        AddAndRemoveVlan(false);
-    } else {
-        PressCreate({0, 1}, L"Sound");
-        EXPECT_EQ(Texts16{L"Sound"}, page->rowTexts(IDC_TEAM_LIST));
-        PressRemove({0});
-    }
-    ComeBackTo(before);
-    ExpectBack();
-    page.reset();
+static void TakeOut(Texts16* texts, const std::wstring& text) {
+    const auto found = std::find(texts->begin(), texts->end(), text);
+    EXPECT_NE(texts->end(), found) << testing::PrintToString(text);
+    if (found != texts->end())
+        texts->erase(found);
 }
 
-std::vector<unsigned> KillSweep::Kills(const Texts16& changes) {
-    std::vector<unsigned> kills;
-    for (unsigned nth = 1; EveryKill() && nth <= changes.size(); nth++)
-        kills.push_back(nth);
-    if (EveryKill())
-        return kills;
-    for (const std::wstring begin : GetParam().sample) {
-        unsigned nth = 0;
-        while (nth < changes.size() && changes[nth].compare(0, begin.size(), begin) != 0)
-            nth++;
-        EXPECT_LT(nth, changes.size()) << "no " << testing::PrintToString(begin);
-        kills.push_back(nth + 1);
+// The page of the next start shows this; its Properties and the Device Manager add the rest.
+std::wstring KillSweep::ExpectLook(size_t range, const Texts16& adapters, const Texts16& teams) {
+    Look look = LookAround();
+    EXPECT_EQ(adapters, page->rowTexts(IDC_NIC_LIST));
+    EXPECT_EQ(teams, page->rowTexts(IDC_TEAM_LIST));
+    TakeOut(&look.adapters, *machine.adapters.back().friendlyName);
+    if (case_.protocol)
+        TakeOut(&look.teams, L"Other (2) +70");
+    const Texts16& looks = case_.ranges[range].looks;
+    EXPECT_EQ(1, std::count(looks.begin(), looks.end(), look.text()))
+        << testing::PrintToString(look.text()) << " while " << Of(range).during;
+    tallies_[range].seen.insert(look.text());
+    return look.text();
+}
+
+void KillSweep::ExpectBystanders(const std::string& dump, const char* when) const {
+    SCOPED_TRACE(when);
+    const Texts8 now = Bystanders(dump);
+    // Windows binds a protocol that is new to every adapter.
+    const bool bound = !case_.protocol && now != Bystanders(course_.before);
+    ExpectFacts(Bystanders(bound ? course_.bare : course_.before), now);
+}
+
+// A protocol that has been installed stays.
+Texts8 KillSweep::NotAsPromised(Promise promise) {
+    if (promise == Promise::Bare)
+        return NotSound(course_.bare);
+    Texts8 facts = NotSound(promise == Promise::Before ? course_.before : course_.after);
+    return case_.protocol || facts.empty() ? facts : NotSound(course_.bare);
+}
+
+// Gives the steps that changed something.
+Steps KillSweep::ExpectRecovery(size_t range, unsigned nth, const Events& journal) {
+    Steps used;
+    const Interruption& interruption = Of(range);
+    Begin(journal);
+    std::string dump = MachineDump();
+    ExpectBystanders(dump, "behind the kill");
+    for (Step step : interruption.steps) {
+        Take(step, operation_);
+        if (!EveryKill())
+            continue;
+        std::string now = MachineDump();
+        if (now != dump) {
+            tallies_[range].usedAt[step].push_back(nth);
+            used.push_back(step);
+        }
+        dump = std::move(now);
+        ExpectBystanders(dump, "behind a step");
     }
-    return kills;
+    ExpectFacts({}, NotAsPromised(interruption.promise));
+    ExpectGoesOn(interruption.steps);
+    page.reset();
+    return used;
+}
+
+// What was interrupted can be done and undone.
+void KillSweep::ExpectGoesOn(const Steps& taken) {
+    const std::wstring& host = operation_.vlanHost;
+    if (vlanJob()) {
+        PressAddVlan(host, L"98", L"Sound");
+        PressRemoveVlans(host, {L"Sound"});
+        if (case_.teams == 0) {
+            PressRemoveVlans(host, VlansOf(host));
+            Take(Step::DeleteRecord, operation_);
+        } else {
+            PressRemove(kTeam);
+        }
+    } else if (taken.empty() || taken.back() != Step::TeamAgain) {
+        PressCreate(operation_.members[0], L"Sound");
+        PressRemove(L"Sound");
+    }
+    ExpectFacts({}, NotSound(course_.bare));
+}
+
+void KillSweep::ExpectAllSeen() const {
+    for (size_t range = 0; range < tallies_.size(); range++) {
+        for (const std::wstring& look : case_.ranges[range].looks)
+            EXPECT_EQ(1u, tallies_[range].seen.count(look))
+                << testing::PrintToString(look) << " is never seen while " << Of(range).during;
+    }
+}
+
+// Behind some kill of the range the other steps alone lead to no machine that anybody wants.
+void KillSweep::ExpectNeeded(size_t range, Step step) {
+    std::vector<unsigned> kills = tallies_[range].usedAt[step];
+    // The first and the last kills of a range often need less.
+    std::rotate(kills.begin(), kills.begin() + static_cast<int>(kills.size() / 2), kills.end());
+    for (unsigned nth : kills) {
+        Events journal;
+        Kill(nth, &journal);
+        Begin(journal);
+        for (Step other : Of(range).steps) {
+            if (other != step)
+                Take(other, operation_);
+        }
+        const Texts8 facts = NotSound(course_.before);
+        const bool needed =
+            !facts.empty() && !NotSound(course_.after).empty() && !NotSound(course_.bare).empty();
+        page.reset();
+        if (needed) {
+            std::printf("    without step %d behind %u: %s\n", static_cast<int>(step), nth,
+                        facts[0].substr(0, facts[0].find('\r')).c_str());
+            return;
+        }
+    }
+    ADD_FAILURE() << "step " << static_cast<int>(step) << " is needless while " << Of(range).during;
 }
 
 static unsigned FailuresSoFar() {
@@ -360,40 +776,43 @@ static unsigned FailuresSoFar() {
 }
 
 TEST_P(KillSweep, LeavesWhatCanBeRepaired) {
-    casesRun++;
-    if (!EveryKill() && GetParam().sample.empty())
+    if (!EveryKill() && case_.sample.empty())
         GTEST_SKIP() << "of long runs only";
     SweepLine line;
-    line.operation = std::string("kill: ") + GetParam().name;
-    Describe(true);
-    Build();
-    const std::string sound = MachineDump();
-    const Texts16 changes = ChangesMade();
-    line.calls = static_cast<unsigned>(changes.size());
-    EXPECT_LT(3u, line.calls);
-    for (unsigned nth : Kills(changes)) {
-        std::wstring last;
-        std::wstring lists;
-        std::set<Recipe> used;
+    line.operation = std::string("kill: ") + case_.name;
+    RunOperation();
+    FindRanges();
+    line.calls = static_cast<unsigned>(course_.changes.size());
+    EXPECT_LE(3u, line.calls);
+    for (unsigned nth : Kills()) {
+        Texts16 adapters;
+        Texts16 teams;
+        Events journal;
+        const size_t range = RangeOf(nth);
         const unsigned failures = FailuresSoFar();
         SCOPED_TRACE("change " + std::to_string(nth));
-        const bool ended = Kill(nth, &last);
+        const bool ended = Kill(nth, &journal);
         line.runs++;
         line.hangs += !ended;
         ExpectLockFree();
-        ExpectNextStart(&line, &lists);
-        ComeBackTo(sound);
-        ExpectRecovery(&used);
-        everUsed.insert(used.begin(), used.end());
-        std::string recipes;
-        for (Recipe recipe : used)
-            recipes += std::string(recipes.empty() ? "" : ", ") + NameOf(recipe);
+        ExpectNextStart(&line, &adapters, &teams);
+        const std::wstring look = ExpectLook(range, adapters, teams);
+        std::string used;
+        for (Step step : ExpectRecovery(range, nth, journal))
+            used += " " + std::to_string(static_cast<int>(step));
         if (FailuresSoFar() != failures) {
             line.wrong++;
-            ADD_FAILURE() << "behind " << testing::PrintToString(Short(last)) << ": " << recipes;
+            ADD_FAILURE() << "behind " << testing::PrintToString(course_.changes[nth - 1]);
         } else if (EveryKill()) {
-            std::printf("    %u %ls [%ls]: %s\n", nth, Short(last).c_str(), lists.c_str(),
-                        recipes.c_str());
+            std::printf("    %u %ls [%ls]:%s\n", nth, course_.changes[nth - 1].c_str(),
+                        look.c_str(), used.c_str());
+        }
+    }
+    if (EveryKill()) {
+        ExpectAllSeen();
+        for (size_t range = 0; range < tallies_.size(); range++) {
+            for (Step step : Of(range).steps)
+                ExpectNeeded(range, step);
         }
     }
     line.print();
@@ -402,10 +821,86 @@ TEST_P(KillSweep, LeavesWhatCanBeRepaired) {
 static std::string CaseName(const testing::TestParamInfo<KillCase>& info) {
     std::string name = info.param.name;
     for (char& c : name) {
-        if (c == ' ')
+        if (c == ' ' || c == '.')
             c = '_';
     }
     return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kills, KillSweep, testing::ValuesIn(kCases), CaseName);
+
+// What docs/recovery.md says of other teams.
+TEST_F(KillTest, OtherTeamsAreLeftAloneUntilTheStraysAreGone) {
+    Events journal;
+    UseCase("creation");
+    RunOperation();
+    for (const std::optional<Step> leftOut :
+         {std::optional(Step::Uninstall), std::optional(Step::DeleteRecord),
+          std::optional<Step>()}) {
+        Kill(FirstChange(L"property-set ROOT\\NET\\0000 FRIENDLYNAME"), &journal);
+        Begin(journal);
+        EXPECT_EQ((Texts16{kTeam, kOtherTeam}), page->rowTexts(IDC_TEAM_LIST));
+        for (Step step : {Step::Uninstall, Step::DeleteRecord}) {
+            if (step != leftOut)
+                Take(step, operation_);
+        }
+        EXPECT_EQ(leftOut != Step::DeleteRecord, PressAddVlan(L"other", L"71", L"More"));
+        PressRemove(kOtherTeam);
+        EXPECT_EQ(leftOut == Step::DeleteRecord ? L"Could not remove vlans from the Team.\r\n"
+                                                  L"Try manually removing the vlans to continue\r\n"
+                                                : text::kHelp,
+                  page->text(IDC_STATUS));
+        EXPECT_EQ(leftOut ? L"Other:Port 2" : L"Port 2", FriendlyName(2));
+        page.reset();
+    }
+}
+
+// The cells of the table behind this heading, without its two first lines.
+static std::vector<Texts8> TableBehind(const std::string& heading) {
+    std::string path = __FILE__;
+    path = "Z:" + path.substr(0, path.rfind("tests")) + "docs/recovery.md";
+    std::ifstream document(path);
+    std::string line;
+    std::vector<Texts8> table;
+    while (std::getline(document, line) && line != heading)
+        continue;
+    while (std::getline(document, line) && line.find("## ") != 0) {
+        if (line.find("| ") != 0)
+            continue;
+        Texts8 cells;
+        for (size_t at = 2, bar; (bar = line.find('|', at)) != std::string::npos; at = bar + 2)
+            cells.push_back(line.substr(at, std::max(bar, at + 1) - 1 - at));
+        table.push_back(cells);
+    }
+    EXPECT_LE(2u, table.size()) << path << " " << heading;
+    table.erase(table.begin(), table.begin() + std::min<size_t>(table.size(), 2));
+    return table;
+}
+
+TEST(RecoveryDocument, HasTheStepsThatAreTaken) {
+    const std::vector<Texts8> table = TableBehind("## What to do");
+    ASSERT_EQ(static_cast<size_t>(Step::Last), table.size());
+    for (size_t row = 0; row < table.size(); row++)
+        EXPECT_EQ(std::to_string(row + 1), table[row][0]);
+}
+
+TEST(RecoveryDocument, HasTheTableThatTheKillsAreJudgedBy) {
+    std::vector<Texts8> expected;
+    for (const Interruption& interruption : kInterruptions) {
+        std::string steps;
+        for (Step step : interruption.steps)
+            steps += (steps.empty() ? "" : ", ") + std::to_string(static_cast<int>(step));
+        expected.push_back(
+            {interruption.during, interruption.page, steps.empty() ? "none" : steps});
+    }
+    EXPECT_EQ(expected, TableBehind("## By what was interrupted"));
+}
+
+TEST(RecoveryDocument, HasNoLineWithoutKills) {
+    std::set<int> killed;
+    for (const KillCase& one : kCases) {
+        for (const Range& range : one.ranges)
+            killed.insert(range.interruption);
+    }
+    EXPECT_EQ(kInterruptions.size(), killed.size());
+}

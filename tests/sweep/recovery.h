@@ -1,55 +1,122 @@
 // What an administrator does by docs/recovery.md on a machine on which the program was interrupted:
 // he looks at the page and at the Device Manager, presses the page's buttons, and deletes by hand what
-// the page does not reach.
+// the page does not reach. The document's second table stands here too, so that tests can run it.
 #pragma once
 
+#include "devices.h"
 #include "harness/round_trip.h"
 
 #include <array>
+#include <map>
 #include <set>
 
-// One for each recipe, in the order of docs/recovery.md.
-enum class Recipe {
-    Enable,       // a disabled adapter is enabled in the Device Manager
+// One for each line of the document's first table, by the number there.
+enum class Step {
+    Enable = 1,   // a disabled adapter is enabled in the Device Manager
     Uninstall,    // a team or VLAN adapter that belongs to nothing is uninstalled there
-    VlanAgain,    // a VLAN is added to the host and removed again
+    VlanAgain,    // a VLAN is added to a host without VLANs and removed again
+    RemoveVlan,   // the VLAN that was being added is removed with the program
     RemoveTeam,   // the team is removed with the program
-    DeleteRecord, // the record of an adapter in neither list is deleted
+    DeleteRecord, // the record of an adapter that is nowhere in use is deleted
     Rename,       // the team's name is taken off an adapter's name
     TeamAgain,    // a team of the adapters is created and removed again
-    Count
+    Last = TeamAgain
 };
-const char* NameOf(Recipe recipe);
+using Steps = std::vector<Step>;
+
+// The machine to which the steps lead.
+enum class Promise {
+    Before, // as before the operation
+    After,  // as the operation would have left it
+    Bare,   // as before, and without VLANs on the adapters
+};
+
+// A line of the document's second table.
+struct Interruption {
+    const char* during;
+    const char* page; // how it looks
+    Steps steps;
+    Promise promise;
+};
+
+enum InterruptionId {
+    ProtocolInstalled,
+    MembersLoseVlans,
+    MembersDetached,
+    RecordsBegun,
+    TeamInstalled,
+    TeamPutTogether,
+    TeamLosesVlans,
+    TeamGone,
+    MembersReleased,
+    TeamsRemoved,
+    HostDetached,
+    TeamVlanInstalled,
+    AdapterVlanInstalled,
+    FurtherVlanInstalled,
+    VlanListed,
+    VlanForgotten,
+    LastVlanForgotten,
+    HostAttached,
+};
+extern const std::vector<Interruption> kInterruptions;
+
+// What the interrupted operation was about. The administrator knows that.
+struct Operation {
+    Texts16 teams;
+    std::vector<Texts16> members; // of each team: names of the machine's adapters
+    std::wstring vlanHost;        // name of an adapter or a team of the machine; empty: no VLAN job
+    std::wstring newVlan;         // name of the VLAN that was being added
+};
+
+// What the page and the Device Manager show.
+struct Look {
+    Texts16 adapters; // "Port 0", with "+10" for a VLAN that its VLAN page lists
+    Texts16 teams;    // "Uplink (2)" for a team whose properties list two adapters, VLANs likewise
+    Texts16 disabled; // by the names in the Device Manager
+    Texts16 strays;   // adapters that belong to nothing and that the page does not show
+
+    // "Port 0, Port 1 | Uplink (2); off: Uplink; left: Uplink - Voice".
+    std::wstring text() const;
+};
 
 class RecoveryTest : public RoundTripTest {
   protected:
-    // Whose VLANs were being changed; Teams: none's.
-    enum class Concerned { Teams, VlansOfTeam, VlansOfAdapter };
+    void SetUp() override;
 
-    // Applies the recipes that fit. The team's name is that of the interrupted operation. Gives the
-    // recipes that changed the machine.
-    std::set<Recipe> Recover(Concerned concerned, const std::wstring& teamName);
+    // Everybody's, not only that of the operation.
+    Look LookAround();
 
-    // The page's buttons.
-    void PressCreate(const std::vector<int>& rows, const std::wstring& name);
-    void PressRemove(const std::vector<int>& rows);
-    void AddAndRemoveVlan(bool onTeam);
+    // Begins a recovery behind this part of the killed program's journal.
+    void Begin(const Events& killed);
+    void Take(Step step, const Operation& operation);
+
+    // What keeps the machine from being the one of this dump, and what a step could not do. Empty: sound.
+    Texts8 NotSound(const std::string& dump);
+
+    // The page's buttons. What they refuse keeps the machine from being sound.
+    void PressCreate(const Texts16& members, const std::wstring& name);
+    void PressRemove(const std::wstring& team);
+    bool PressAddVlan(const std::wstring& host, const std::wstring& id, const std::wstring& name);
+    void PressRemoveVlans(const std::wstring& host, const Texts16& names);
+    Texts16 VlansOf(const std::wstring& host) const; // names
 
   private:
-    // Does a step of the recovery and notes its recipe when the machine is another one afterwards.
-    template <class Step> void Apply(Recipe recipe, Step step);
-
+    bool Expect(bool done, const std::string& what);
     void EnableDisabled();
     void UninstallStrays();
-    void RemoveTeamsWithMembers();
-    void DeleteRecordsOfMissing();
-    void DeleteRecordsWithoutVlans();
-    void TakeOffTeamName(const std::wstring& teamName);
-    void RestoreVlanHost(bool onTeam);
+    void DeleteRecords();
+    void TakeOffTeamName(const std::wstring& team);
 
+    bool IsTeam(const std::wstring& host) const;
+    std::wstring GuidOf(const std::wstring& section) const;
+    int RowOf(int list, const std::wstring& guid) const; // -1: not listed
     std::set<std::wstring> GuidsInUse() const;
+    std::vector<qvmachine::FoundDevice> Strays() const;
     std::set<std::wstring> GuidsListed() const;
+    Texts8 WithoutDeadVlans(const Texts8& facts) const;
+    Texts8 NotStarted() const;
 
-    std::set<Recipe> applied_;
-    std::string dump_; // behind the last step
+    Texts8 refused_;
+    Events killed_;
 };
