@@ -19,6 +19,10 @@ class Input {
     bool ended() const {
         return left_ == 0;
     }
+    // Bytes that were asked for, there or not, but for the rest.
+    size_t asked() const {
+        return asked_;
+    }
     template <typename T> T number() {
         T value = 0;
         take(&value, sizeof(value));
@@ -30,18 +34,31 @@ class Input {
     bool chance() {
         return number<BYTE>() & 1;
     }
+    // At most `most` bytes, behind their count. Many bytes need not many: a few may stand for all.
     std::vector<BYTE> bytes(size_t most) {
         size_t count = number<BYTE>();
-        if (count == 0xFF)
+        bool repeated = false;
+        if (count == 0xFF) {
             count = number<WORD>();
+            repeated = (count & REPEATED) != 0;
+            count &= ~REPEATED;
+        }
         count = count < most ? count : most;
-        std::vector<BYTE> taken(count < left_ ? count : left_);
+        size_t given = repeated ? below(MOST_PATTERN + 1) : count;
+        given = given < count ? given : count;
+        std::vector<BYTE> taken(given < left_ ? given : left_);
+        asked_ += given - taken.size();
         take(taken.data(), taken.size());
+        size_t pattern = taken.size();
+        if (repeated)
+            taken.resize(count);
+        for (size_t i = pattern; pattern != 0 && i < taken.size(); i++)
+            taken[i] = taken[i - pattern];
         return taken;
     }
     std::vector<BYTE> rest() {
-        std::vector<BYTE> taken(left_);
-        take(taken.data(), taken.size());
+        std::vector<BYTE> taken(at_, at_ + left_);
+        left_ = 0;
         return taken;
     }
 
@@ -61,7 +78,11 @@ class Input {
     }
 
   private:
+    static constexpr size_t REPEATED = 0x8000;
+    static constexpr DWORD MOST_PATTERN = 16;
+
     void take(void* to, size_t count) {
+        asked_ += count;
         count = count < left_ ? count : left_;
         if (count != 0)
             memcpy(to, at_, count);
@@ -71,6 +92,7 @@ class Input {
 
     const BYTE* at_;
     size_t left_;
+    size_t asked_ = 0;
 };
 
 // What a target asserts. The fuzzer keeps the input that breaks it.

@@ -7,7 +7,12 @@
 struct FuzzTarget {
     const char* name; // and its corpus' folder
     void (*run)(Input& input);
+    size_t most; // bytes of the longest input that is of use
 };
+
+// What makes records or devices asks for as much as it is given, and this holds several of their values
+// at their longest. Any other target asks for no more than its own number.
+constexpr size_t kManyRecords = 4096;
 
 // Drivers' answers.
 void FuzzTaskList(Input& input);
