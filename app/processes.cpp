@@ -10,7 +10,7 @@
 constexpr DWORD MAX_PROCESSES = 1024;
 
 static BOOL ProcessHasName(DWORD processId, LPCWSTR name) {
-    WCHAR szName[NAME_CCH] = L"<unknown>";
+    WCHAR szName[NAME_CCH + 1] = L"<unknown>"; // a name that is cut off may come without its end
     HMODULE first[1];
     DWORD cbNeeded;
 
@@ -20,7 +20,7 @@ static BOOL ProcessHasName(DWORD processId, LPCWSTR name) {
         return FALSE;
     }
     if (EnumProcessModules(process, first, sizeof(first), &cbNeeded))
-        GetModuleBaseNameW(process, first[0], szName, ARRAYSIZE(szName));
+        GetModuleBaseNameW(process, first[0], szName, NAME_CCH);
     CloseHandle(process);
     return lstrcmpiW(szName, name) == 0;
 }
