@@ -94,13 +94,15 @@ carry_out() {
   esac
 }
 
-# fresh_machine: nothing stands on it and nothing runs on it yet, whatever was done there before: the
-# program looks at all processes, so one more of them is some calls more.
+# fresh_machine: nothing stands on it that an earlier task has left, and whatever of Wine an operation
+# starts runs already: the program looks at all processes, so one more of them is some calls more.
 fresh_machine() {
   timeout 120 wine qvbench.exe reset </dev/null >&2 || echo 'A machine was not taken down.' >&2
   timeout 60 wineserver -k || true # fails when the server has ended by itself
   timeout 60 wineserver -w
   keep_wine_up
+  timeout 300 wine fault_sweep.exe --operation create-2 --every 1000000 --log NUL \
+    </dev/null >/dev/null 2>&1 || true # its own task tells what is wrong with it
 }
 
 # work MACHINE: carries out tasks on this machine until none is left. What ends because somebody has
