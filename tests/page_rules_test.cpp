@@ -258,7 +258,7 @@ class PageRulesByHand : public PageRules, public testing::WithParamInterface<boo
     void clickBackground(HWND page) {
         std::wstring error;
         RECT rect;
-        GetWindowRect(page, &rect);
+        GetClientRect(page, &rect);
         EXPECT_TRUE(drive::MouseClick(page, {rect.right - 3, rect.bottom - 3}, false, &error))
             << testing::PrintToString(error);
     }

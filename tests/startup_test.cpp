@@ -170,8 +170,7 @@ TEST_F(StartUp, ReleasesItsStateWhenTheSheetIsClosed) {
         ASSERT_TRUE(
             drive::WaitUntil([&] { return program.bench(L"held") == L"yes OutputDebugStringW"; }));
         EXPECT_NE(std::wstring::npos, program.bench(L"open").find(L"pages=0"));
-        program.bench(L"release");
-        EXPECT_EQ(0u, program.waitEnd());
+        EXPECT_EQ(0u, program.releaseAndWait());
     }
 }
 
@@ -233,8 +232,7 @@ TEST_F(StartUp, RefusesWithoutASheetAndReleasesItsState) {
     RunningProgram program(L"fault PropertySheetW 1 8 value=-1;hold VirtualFree 1");
     pressOk(waitBox(&program, L"Cannot Create Property Sheet"));
     EXPECT_TRUE(drive::WaitUntil([&] { return program.bench(L"held") == L"yes VirtualFree"; }));
-    program.bench(L"release");
-    EXPECT_EQ(0u, program.waitEnd());
+    EXPECT_EQ(0u, program.releaseAndWait());
 }
 
 TEST_F(StartUp, LooksForACopyBeforeAnythingElse) {

@@ -155,24 +155,41 @@ static void UncoverFrom(HWND expected, POINT point) {
     WaitUntil([&isOthers] { return !isOthers(); }, kSettleGuard);
 }
 
-bool MouseClick(HWND expected, POINT point, bool leave, std::wstring* error) {
-    if (!BringForward(expected, error))
-        return false;
-    KeepClicksApart(point);
+// Moves the mouse to a point of the window and says what is under it then.
+static bool PointAt(HWND window, POINT point, HWND* there, std::wstring* error) {
+    ClientToScreen(window, &point);
     Send({MouseInput(MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE, point)});
-    if (!WaitIdle(expected, error))
+    if (!WaitIdle(window, error))
         return false;
-    UncoverFrom(expected, point);
+    UncoverFrom(window, point);
     POINT arrived = {};
     GetCursorPos(&arrived);
-    HWND there = HitTest(GetAncestor(WindowFromPoint(arrived), GA_ROOT), arrived);
-    if (there != expected)
-        return Fail(error,
-                    L"the place of " + Describe(expected) + L" belongs to " + Describe(there));
+    *there = HitTest(GetAncestor(WindowFromPoint(arrived), GA_ROOT), arrived);
+    return true;
+}
+
+bool MouseClick(HWND window, POINT point, bool leave, std::wstring* error) {
+    if (!BringForward(window, error))
+        return false;
+    POINT place = point;
+    ClientToScreen(window, &place);
+    KeepClicksApart(place);
+    HWND there = nullptr;
+    bool idle = true;
+    WaitUntil(
+        [&] {
+            idle = PointAt(window, point, &there, error);
+            return !idle || there == window;
+        },
+        kSettleGuard);
+    if (!idle)
+        return false;
+    if (there != window)
+        return Fail(error, L"the place of " + Describe(window) + L" belongs to " + Describe(there));
     Send({MouseInput(MOUSEEVENTF_LEFTDOWN), MouseInput(MOUSEEVENTF_LEFTUP)});
-    lastPoint = point;
+    GetCursorPos(&lastPoint);
     lastTime = GetTickCount64();
-    return Settle(expected, leave, error);
+    return Settle(window, leave, error);
 }
 
 static bool CheckUsable(HWND control, std::wstring* error) {
@@ -192,8 +209,9 @@ bool ClickControl(HWND control, bool leave, std::wstring* error) {
         return false;
     RECT rect = {};
     GetWindowRect(control, &rect);
-    return MouseClick(control, {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2}, leave,
-                      error);
+    POINT middle = {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
+    ScreenToClient(control, &middle);
+    return MouseClick(control, middle, leave, error);
 }
 
 struct KeyName {

@@ -20,8 +20,9 @@ bool WaitIdle(HWND window, std::wstring* error);
 // Waits until everything in the top-level window around this one is painted.
 bool WaitPainted(HWND window, std::wstring* error);
 
-// Clicks at a point of the screen. `expected` must be the window that the system finds there.
-bool MouseClick(HWND expected, POINT point, bool leave, std::wstring* error);
+// Clicks at a point of the window, in its client coordinates. The window must be what the system finds
+// there, at the latest when the window manager has put a new window into its place.
+bool MouseClick(HWND window, POINT point, bool leave, std::wstring* error);
 
 // Clicks a button, check box or any other control; it must be visible, enabled and uncovered.
 bool ClickControl(HWND control, bool leave, std::wstring* error);

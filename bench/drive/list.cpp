@@ -155,7 +155,7 @@ bool ListRowPoint(HWND list, int row, bool onBox, POINT* point) {
     if (first < 0)
         return false;
     *point = {(first + last) / 2, (bounds.top + bounds.bottom) / 2};
-    return ClientToScreen(list, point) != FALSE;
+    return true;
 }
 
 std::vector<std::wstring> TabCaptions(HWND tabs, int* current) {
@@ -182,7 +182,7 @@ bool TabPoint(HWND tabs, int index, POINT* point) {
     if (!memory.Put(rect) || !AskAt(tabs, TCM_GETITEMRECT, index, memory) || !memory.Get(&rect))
         return false;
     *point = {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
-    return ClientToScreen(tabs, point) != FALSE;
+    return true;
 }
 
 } // namespace drive

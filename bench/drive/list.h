@@ -23,14 +23,14 @@ bool ListRowTicked(HWND list, int row);
 // The row that keyboard commands act upon, or -1.
 int ListFocusedRow(HWND list);
 
-// A point, in screen coordinates, inside the check box (or, with `onBox` false, the text) of a row
+// A point, in client coordinates of the list, inside the check box (or, with `onBox` false, the text) of a row
 // that is scrolled into view first. False when the row has no such place.
 bool ListRowPoint(HWND list, int row, bool onBox, POINT* point);
 
 // The captions of a property sheet's tabs in order; *current receives the one in front.
 std::vector<std::wstring> TabCaptions(HWND tabs, int* current);
 
-// The middle of a tab in screen coordinates.
+// The middle of a tab in client coordinates of the row of tabs.
 bool TabPoint(HWND tabs, int index, POINT* point);
 
 } // namespace drive

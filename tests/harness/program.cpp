@@ -149,6 +149,13 @@ Events RunningProgram::journal() {
     return ParseJournal(bench(L"journal-text"));
 }
 
+DWORD RunningProgram::releaseAndWait() {
+    std::wstring reply;
+    std::wstring error;
+    drive::BenchAsk(program_.id, L"release", &reply, &error);
+    return waitEnd();
+}
+
 DWORD RunningProgram::waitEnd() {
     DWORD exitCode = STILL_ACTIVE;
     EXPECT_TRUE(drive::ProgramWaitEnd(program_, drive::kHangGuard, &exitCode)) << "still running";

@@ -41,7 +41,8 @@ class RunningProgram {
     bool ticked(const std::wstring& name);
     std::wstring bench(const std::wstring& command); // reply without "ok "
     Events journal();
-    DWORD waitEnd(); // exit code
+    DWORD waitEnd();        // exit code
+    DWORD releaseAndWait(); // lets the held call go on; the program may end before it can answer
     drive::Program& process() {
         return program_;
     }

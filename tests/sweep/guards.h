@@ -10,10 +10,9 @@
 // be compared: what the product has behind it is not the text's.
 //
 // Not covered, because no length is stated that could be wrong: what is as large as its type (handles,
-// counts, GUIDs, a SIZE, the line of an INF, STARTUPINFO, PROCESS_INFORMATION, a window's result), and
-// the copies of memcpy and memset, which the product itself counts. None of the messages that the
-// product sends asks for a text. CryptGenRandom is the run-time library's, for the canary, before
-// anything runs.
+// counts, GUIDs, a SIZE, the line of an INF, STARTUPINFO, PROCESS_INFORMATION), and the copies of memcpy
+// and memset, which the product itself counts. None of the messages that the product sends asks for a
+// text. CryptGenRandom, VirtualQuery and the narrow texts are the run-time library's own.
 #pragma once
 
 #include <windows.h>

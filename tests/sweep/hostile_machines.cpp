@@ -84,7 +84,7 @@ const Demand kDemands[DEEDS] = {
     {"VLANs removed", 20},
     {"adapters with more VLANs than rows worked on", 1},
     {"teams with more VLANs than rows worked on", 1},
-    {"binding paths read among hostile components", 300},
+    {"binding paths read among hostile components", 200},
     {"devices vanished between two calls", 30},
     {"values changed between two calls", 140},
     {"drivers' lies", 250},
@@ -372,6 +372,14 @@ void ReadSystem(Dice& dice) {
     Bench(L"clear");
 }
 
+// A service's entry that is not as its installation leaves it.
+bool IsOdd(const std::wstring& service) {
+    const std::wstring key = L"System\\CurrentControlSet\\Services\\" + service;
+    return service.compare(0, wcslen(kOddService), kOddService) == 0 &&
+           RegistryHas(key, L"ImagePath") &&
+           RegistryText(key, L"ImagePath").find(L"\\SystemRoot\\") != 0;
+}
+
 // What the General page has just shown of the machine's odd entries.
 void CountShown(const SelectedAdapter& selected, size_t rows) {
     static const std::wstring interfaces =
@@ -381,7 +389,7 @@ void CountShown(const SelectedAdapter& selected, size_t rows) {
     wchar_t guid[GUID_CCH];
     StringFromGUID2(selected.entry->guid, guid, GUID_CCH);
     Done(ADDRESSES, RegistryHas(interfaces + guid, L"IPAddress"));
-    Done(IMAGE_PATHS, wcsncmp(selected.details->service, kOddService, wcslen(kOddService)) == 0);
+    Done(IMAGE_PATHS, IsOdd(selected.details->service));
 }
 
 void ShowPages(PageHost& page, Dice& dice) {
