@@ -243,10 +243,13 @@ static const CreationStep steps[] = {
     ClearVlans,  DetachMembers, NumberTeam,   InstallTeamAdapter, BindMembers,
 };
 
-// Nothing is read anew when no team is made: a living team's row has to be what it was. What stands in
-// a row of no team counts for nothing.
-static void KeepLivingTeam(NewTeam* team) {
-    if (team->entry != NULL && team->before.inUse)
+// Nothing is read anew when no team is made. A row that the list shows has to be what it was: it is a
+// living team's, or that of a team adapter without records, whose removal would then release the chosen
+// adapters. What stands in a row behind the list counts for nothing.
+static void RestoreShownRow(NewTeam* team) {
+    HWND list = GetDlgItem(team->hDlg, IDC_TEAM_LIST);
+
+    if (team->entry != NULL && SendMessageW(list, LVM_GETITEMCOUNT, 0, 0) > g_numTeams)
         *team->entry = team->before;
 }
 
@@ -268,7 +271,7 @@ int CreateTeam(HWND hDlg) {
         Trace(L"   CreateTeam: step %d\n", static_cast<int>(&step - steps));
         LPCWSTR text = step(&team);
         if (text != NULL)
-            KeepLivingTeam(&team);
+            RestoreShownRow(&team);
         if (text == NO_TEXT) {
             Trace(L"<--CreateTeam: stopped\n");
             return 0;

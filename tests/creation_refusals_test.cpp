@@ -206,6 +206,28 @@ TEST_F(CreationRefusal, BehindATeamAdapterWithoutRecordsLeavesTheNextTeamAsItWas
     }
 }
 
+// The row behind the count is that of the adapter without records then, and nobody reads it anew.
+TEST_F(CreationRefusal, BeforeATeamAdapterWithoutRecordsLeavesTheChosenAdaptersOutOfItsRow) {
+    Ports(4);
+    AddTeam(L"Real", 0, 2, {L"port0", L"port1"});
+    AddTeam(L"Zombie", 1, 1, {});
+    AddVlan(L"port2", 10, L"Voice");
+    machine.adapters[2].values.push_back(MachineValue::Text(L"NetworkAddress", L"0A1B2C3D4E5F"));
+    Open({0, 1});
+    ASSERT_EQ((Texts16{L"Real", L"Zombie"}), page->rowTexts(IDC_TEAM_LIST));
+    ASSERT_EQ(1, g_numTeams);
+    Bench(L"message-box IDCANCEL");
+    ExpectRefused(Create(), text::kVlansKept);
+    EXPECT_EQ(0, page->data()->teams[1].numNics);
+    EXPECT_EQ(0u, page->data()->teams[1].TeamMode);
+    page->tickRow(IDC_NIC_LIST, 0, false);
+    page->tickRow(IDC_NIC_LIST, 1, false);
+    page->tickRow(IDC_TEAM_LIST, 1);
+    Outcome removed = Run(RemoveTeam);
+    EXPECT_EQ(1, removed.result);
+    ExpectFacts({}, removed.difference);
+}
+
 TEST_F(CreationRefusal, WhenTheDevicesCannotBeListedTakesTheAdapterForForeign) {
     Ports(2);
     for (int nth : {1, 2}) {
