@@ -8,19 +8,27 @@
 
 #include <devguid.h>
 
+// Success without an object is a failure too: a protocol that waits for a restart to go away may still
+// stand in a path.
+static HRESULT Given(HRESULT hr, const void* object) {
+    return SUCCEEDED(hr) && object == NULL ? E_UNEXPECTED : hr;
+}
+
 // Sets `teaming` and returns S_OK, or a failure that leaves `teaming` as it was.
 static HRESULT LeadsToTeamingProtocol(INetCfgBindingInterface* bindingInterface, BOOL* teaming) {
     INetCfgComponent* upper = NULL;
     LPWSTR id = NULL;
 
     HRESULT hr = bindingInterface->GetUpperComponent(&upper);
+    hr = Given(hr, upper);
     if (SUCCEEDED(hr)) {
         hr = upper->GetId(&id);
+        hr = Given(hr, id);
         upper->Release();
     }
-    if (FAILED(hr) || id == NULL) {
+    if (FAILED(hr)) {
         Trace(L"   LeadsToTeamingProtocol: no upper component 0x%x\n", hr);
-        return FAILED(hr) ? hr : E_UNEXPECTED;
+        return hr;
     }
     *teaming = lstrcmpW(id, PROTOCOL_BINDING_ID) == 0;
     CoTaskMemFree(id);
@@ -47,6 +55,7 @@ static void SwitchPath(INetCfgBindingPath* path, int enable) {
     Trace(L"-->SwitchPath: %d\n", enable);
     TracePath(path);
     HRESULT hr = path->EnumBindingInterfaces(&interfaces);
+    hr = Given(hr, interfaces);
     if (FAILED(hr)) {
         Trace(L"<--SwitchPath: no interfaces 0x%x\n", hr);
         return;
@@ -78,6 +87,7 @@ static void SwitchPathsAbove(INetCfgComponent* adapter, int enable) {
         return;
     }
     hr = bindings->EnumBindingPaths(EBP_ABOVE, &paths);
+    hr = Given(hr, paths);
     bindings->Release();
     if (FAILED(hr)) {
         Trace(L"<--SwitchPathsAbove: no paths 0x%x\n", hr);
@@ -110,7 +120,7 @@ static HRESULT EnumAdapters(INetCfg* netCfg, IEnumNetCfgComponent** adapters) {
         return hr;
     hr = adapterClass->EnumComponents(adapters);
     adapterClass->Release();
-    return hr;
+    return Given(hr, *adapters);
 }
 
 int EnableProtocolNicBindings(HWND parent, const GUID* guid, int enable, int physical) {

@@ -203,6 +203,7 @@ static const FaultCase kFaults[] = {
     {L"fault INetCfg::Initialize 1 0x80004005", 0, 0},
     {L"fault INetCfg::QueryNetCfgClass 1 0x80004005", 0, 0},
     {L"fault INetCfgClass::EnumComponents 1 0x80004005", 0, 0},
+    {L"fault INetCfgClass::EnumComponents 1 1", 0, 0}, // S_FALSE, and no object
     {L"fault IEnumNetCfgComponent::Reset 1 0x80004005", 1, 4},
     {L"fault IEnumNetCfgComponent::Next 1 0x80004005", 1, 0},
     {L"fault IEnumNetCfgComponent::Next 2 0x80004005", 1, 4},
@@ -210,11 +211,13 @@ static const FaultCase kFaults[] = {
     {L"fault INetCfgComponent::GetInstanceGuid 1 0x80004005", 1, 0},
     {L"fault INetCfgComponent::QueryInterface 1 0x80004005", 1, 0},
     {L"fault INetCfgComponentBindings::EnumBindingPaths 1 0x80004005", 1, 0},
+    {L"fault INetCfgComponentBindings::EnumBindingPaths 1 1", 1, 0},
     {L"fault IEnumNetCfgBindingPath::Reset 1 0x80004005", 1, 4},
     {L"fault IEnumNetCfgBindingPath::Next 1 0x80004005", 1, 0},
     {L"fault IEnumNetCfgBindingPath::Next 3 0x80004005", 1, 2},
     {L"fault INetCfgBindingPath::GetPathToken 1 0x80004005 all", 1, 4},
     {L"fault INetCfgBindingPath::EnumBindingInterfaces 1 0x80004005", 1, 3},
+    {L"fault INetCfgBindingPath::EnumBindingInterfaces 1 1", 1, 3},
     {L"fault IEnumNetCfgBindingInterface::Reset 1 0x80004005", 1, 4},
     {L"fault IEnumNetCfgBindingInterface::Next 1 0x80004005", 1, 3},
     {L"fault INetCfgBindingPath::Enable 9 0x80004005", 1, 3}, // the path with one interface
@@ -243,11 +246,13 @@ TEST_F(Bindings, GiveEverythingBackWhicheverCallFails) {
 }
 
 TEST_F(Bindings, GiveEverythingBackWhenAPathDoesNotTellWhatIsAboveIt) {
-    for (const wchar_t* method :
-         {L"INetCfgBindingInterface::GetUpperComponent", L"INetCfgComponent::GetId"}) {
-        SCOPED_TRACE(testing::PrintToString(std::wstring(method)));
+    for (const wchar_t* fault :
+         {L"fault INetCfgBindingInterface::GetUpperComponent 1 0x80004005",
+          L"fault INetCfgBindingInterface::GetUpperComponent 1 0", // success, and no object
+          L"fault INetCfgComponent::GetId 1 0x80004005", L"fault INetCfgComponent::GetId 1 0"}) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(fault)));
         LoadAndBuild(L"two-ports");
-        Bench(std::wstring(L"fault ") + method + L" 1 0x80004005");
+        Bench(fault);
         EXPECT_EQ(1, Switch(kPort0, 0, 1));
         EXPECT_TRUE(TeamingBound(kPort0));
         EXPECT_EQ(4u, Count(kPort0, false));
