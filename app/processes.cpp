@@ -12,14 +12,15 @@ constexpr DWORD MAX_PROCESSES = 1024;
 static BOOL ProcessHasName(DWORD processId, LPCWSTR name) {
     WCHAR szName[NAME_CCH + 1] = L"<unknown>"; // a name that is cut off may come without its end
     HMODULE first[1];
-    DWORD cbNeeded;
+    DWORD cbNeeded = 0;
 
     HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
     if (process == NULL) {
         Trace(L"   ProcessHasName: %d not opened %d\n", processId, GetLastError());
         return FALSE;
     }
-    if (EnumProcessModules(process, first, sizeof(first), &cbNeeded))
+    // A process that begins or ends may have none.
+    if (EnumProcessModules(process, first, sizeof(first), &cbNeeded) && cbNeeded >= sizeof(first))
         GetModuleBaseNameW(process, first[0], szName, NAME_CCH);
     CloseHandle(process);
     return lstrcmpiW(szName, name) == 0;

@@ -365,6 +365,17 @@ TEST_F(Processes, ThatCannotBeLookedAtAreNotFound) {
     EXPECT_EQ(1, IsQvTrayRunning()) << "needs no memory of the heap";
 }
 
+// Success with no module filled in.
+TEST_F(Processes, WithoutAModuleAreNotAskedForItsName) {
+    IdleProgram tray(L"QvTray.exe");
+    Bench(L"reset-counts");
+    Bench(L"fault EnumProcessModules 1 0 all value=1");
+    EXPECT_EQ(0, IsQvTrayRunning());
+    EXPECT_NE(0u, Calls("EnumProcessModules"));
+    EXPECT_EQ(0u, Calls("GetModuleBaseNameW"));
+    EXPECT_EQ("", StillOpen());
+}
+
 TEST_F(Processes, BehindOneThatCannotBeOpenedAreStillFound) {
     IdleProgram first(L"QvTeamCfg.exe");
     IdleProgram second(L"QvTeamCfg.exe");
