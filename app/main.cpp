@@ -22,6 +22,12 @@ static void LeaveOutCurrentDirectory(void) {
         Trace(L"   WinMain: current directory still searched %d\n", GetLastError());
 }
 
+// A VLAN keeps this thread busy for longer than Windows is patient: what it would show in the windows'
+// place can be closed, and the program be ended half-way.
+static void KeepOwnWindows(void) {
+    DisableProcessWindowsGhosting();
+}
+
 static void ShowTeamSheet(SheetData* ppd) {
     static PROPSHEETPAGEW page;
     static PROPSHEETHEADERW header;
@@ -37,6 +43,7 @@ static void ShowTeamSheet(SheetData* ppd) {
 int WINAPI WinMain(HINSTANCE hThisInstance, HINSTANCE, LPSTR, int) {
     Trace(L"-->WinMain:\n");
     LeaveOutCurrentDirectory();
+    KeepOwnWindows();
     hInstance = hThisInstance;
     if (IsQvTeamCfgRunning() >= 1)
         return Refuse(L"Another Instance of the app is already running");

@@ -204,6 +204,17 @@ static BOOL IsTicked(HWND hDlg, WORD box) {
     return IsDlgButtonChecked(hDlg, box) == BST_CHECKED;
 }
 
+// Set while a driver is installed in this thread: class installers ask in boxes of their own, and the
+// loops of these go on serving the page, which nothing disables yet.
+static BOOL installing;
+
+static BOOL InstallProtocol(HWND hDlg) {
+    installing = TRUE;
+    BOOL installed = InstallProtocolDriver(hDlg) == 1;
+    installing = FALSE;
+    return installed;
+}
+
 static void OnCreateTeam(HWND hDlg, SheetData* ppd, WORD, WORD) {
     Trace(L"-->OnCreateTeam:\n");
     SetStatus(hDlg, TEXT_CREATING);
@@ -213,7 +224,7 @@ static void OnCreateTeam(HWND hDlg, SheetData* ppd, WORD, WORD) {
         Trace(L"<--OnCreateTeam: no mode\n");
         return;
     }
-    if (!IsProtocolDriverInstalled() && InstallProtocolDriver(hDlg) != 1) {
+    if (!IsProtocolDriverInstalled() && !InstallProtocol(hDlg)) {
         SetStatus(hDlg, TEXT_NO_PROTOCOL);
         Trace(L"<--OnCreateTeam: no protocol\n");
         return;
@@ -283,20 +294,21 @@ static void OnProperties(HWND hDlg, SheetData*, WORD, WORD) {
 
 static const struct {
     WORD control;
+    BOOL alone; // not while a driver is installed
     void (*act)(HWND hDlg, SheetData* ppd, WORD control, WORD code);
 } commands[] = {
-    {IDC_CREATE_TEAM, OnCreateTeam}, {IDC_MOVE_UP, OnMove},
-    {IDC_MOVE_DOWN, OnMove},         {IDC_REMOVE_TEAM, OnRemoveTeam},
-    {IDC_ACTIVE_BACKUP, OnModeBox},  {IDC_TX_LOAD_BALANCING, OnModeBox},
-    {IDC_LACP, OnModeBox},           {IDC_FAILBACK, OnModeBox},
-    {IDC_TRAY_ICON, OnTrayIcon},     {IDC_PROPERTIES, OnProperties},
+    {IDC_CREATE_TEAM, TRUE, OnCreateTeam}, {IDC_MOVE_UP, FALSE, OnMove},
+    {IDC_MOVE_DOWN, FALSE, OnMove},        {IDC_REMOVE_TEAM, TRUE, OnRemoveTeam},
+    {IDC_ACTIVE_BACKUP, FALSE, OnModeBox}, {IDC_TX_LOAD_BALANCING, FALSE, OnModeBox},
+    {IDC_LACP, FALSE, OnModeBox},          {IDC_FAILBACK, FALSE, OnModeBox},
+    {IDC_TRAY_ICON, FALSE, OnTrayIcon},    {IDC_PROPERTIES, TRUE, OnProperties},
 };
 
 static void OnCommand(HWND hDlg, SheetData* ppd, WORD code, HWND control) {
     if (code != CODE_CLICK && code != CODE_ACCELERATOR && code != CODE_DOUBLE_CLICK)
         return;
     for (const auto& command : commands) {
-        if (control == GetDlgItem(hDlg, command.control))
+        if (control == GetDlgItem(hDlg, command.control) && !(command.alone && installing))
             command.act(hDlg, ppd, command.control, code);
     }
 }

@@ -62,6 +62,17 @@ TEST_F(VlanRemovals, CountEveryRowAsTickedThatIsNotUnticked) {
     EXPECT_EQ(std::wstring(kQuestion) + L"B: 20\r\n", catcher.boxes[0].text);
 }
 
+TEST_F(VlanRemovals, CountNoRowAsTickedThatTheListDoesNotHold) {
+    OpenWithThree(kNic);
+    ListView_DeleteItem(vlans->control(IDC_VLAN_LIST), 2);
+    const std::string before = MachineDump();
+    BoxCatcher catcher(IDOK);
+    vlans->remove({});
+    EXPECT_EQ(0u, catcher.boxes.size());
+    EXPECT_EQ("", ChangedSince(before));
+    EXPECT_EQ(3, vlans->list()->numVlans);
+}
+
 TEST_F(VlanRemovals, AskIn1999CharactersAtMost) {
     // Eight rows of one length and a ninth that makes the text as long as this; 64 as long as can be.
     for (size_t length : {1997, 1998, 1999, 2000, 2001, 2008, 2120, 0}) {
@@ -97,6 +108,7 @@ TEST_F(VlanRemovals, RemoveNothingWithoutMemoryForTheQuestion) {
     ASSERT_EQ(1u, catcher.boxes.size());
     EXPECT_EQ(L"Memory Allocation Error", catcher.boxes[0].text);
     EXPECT_EQ(L"Error", catcher.boxes[0].caption);
+    EXPECT_EQ(0u, catcher.boxes[0].type);
     EXPECT_EQ("", ChangedSince(before));
     EXPECT_EQ(3, vlans->list()->numVlans);
     EXPECT_EQ(nullptr, FindWaitWindow());

@@ -27,6 +27,7 @@ static const WCHAR TEXT_NO_MEMORY[] = L"Memory Allocation Error";
 static const WCHAR TEXT_NOT_ADDED[] = L"Failed to add vlan. Error=0x%x";
 static const WCHAR TEXT_TO_BE_REMOVED[] = L"The following entries will be removed:-\r\n";
 static const WCHAR TEXT_ENTRY[] = L"%s: %d\r\n";
+static const WCHAR TEXT_ERROR_CAPTION[] = L"Error";
 static const WCHAR TEXT_WARNING_CAPTION[] = L"Warning";
 
 constexpr size_t NOT_ADDED_CCH = 100;
@@ -136,7 +137,7 @@ static BOOL ShowNotAdded(HWND hDlg, DWORD dwError) {
     LPWSTR text = static_cast<LPWSTR>(calloc(NOT_ADDED_CCH, sizeof(WCHAR)));
 
     if (text == NULL) {
-        ShowVlanError(hDlg, TEXT_NO_MEMORY);
+        MessageBoxW(hDlg, TEXT_NO_MEMORY, TEXT_ERROR_CAPTION, MB_OK);
         return FALSE;
     }
     StringCchPrintfW(text, NOT_ADDED_CCH, TEXT_NOT_ADDED, dwError);
@@ -173,13 +174,14 @@ static void OnAddVlan(HWND hDlg, VlanList* list) {
     Trace(L"<--OnAddVlan: %d\n", list->numVlans);
 }
 
-// Collects the ticked rows, in list order, and writes what will go with them into `text`,
+// Collects the ticked rows that are in the list view, in list order, and writes what will go with them into `text`,
 // QUESTION_CCH characters. Returns how many are ticked.
 static int CollectTickedVlans(HWND view, const VlanList* list, LONG* rows, LPWSTR text) {
+    int items = static_cast<int>(SendMessageW(view, LVM_GETITEMCOUNT, 0, 0));
     int ticked = 0;
 
     StringCchCopyW(text, QUESTION_CCH, TEXT_TO_BE_REMOVED);
-    for (int row = 0; row < list->numVlans; row++) {
+    for (int row = 0; row < list->numVlans && row < items; row++) {
         if (!IsItemChecked(view, row))
             continue;
         rows[ticked++] = row;
@@ -194,7 +196,7 @@ static BOOL AskToRemove(HWND hDlg, const VlanList* list, LONG* rows, int* ticked
     LPWSTR text = static_cast<LPWSTR>(calloc(QUESTION_CCH, sizeof(WCHAR)));
 
     if (text == NULL) {
-        ShowVlanError(hDlg, TEXT_NO_MEMORY);
+        MessageBoxW(hDlg, TEXT_NO_MEMORY, TEXT_ERROR_CAPTION, MB_OK);
         return FALSE;
     }
     *ticked = CollectTickedVlans(GetDlgItem(hDlg, IDC_VLAN_LIST), list, rows, text);
@@ -236,14 +238,22 @@ static void OnRemoveVlans(HWND hDlg, VlanList* list) {
 }
 
 static void OnCommand(HWND hDlg, VlanList* list, WORD code, HWND control) {
+    static BOOL working;
+
+    // Device installers ask in boxes of their own, and the loops of these go on serving the page. Rows
+    // that come or go meanwhile would be taken for one another.
+    if (working)
+        return;
     if (code == BN_CLICKED && !IsUserAdmin()) {
         ShowVlanError(hDlg, TEXT_NOT_ADMIN);
         return;
     }
+    working = TRUE;
     if (control == GetDlgItem(hDlg, IDC_ADD_VLAN))
         OnAddVlan(hDlg, list);
     else if (control == GetDlgItem(hDlg, IDC_REMOVE_VLAN))
         OnRemoveVlans(hDlg, list);
+    working = FALSE;
 }
 
 static BOOL SupplyItemText(VlanList* list, NMLVDISPINFOW* info) {

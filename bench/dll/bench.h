@@ -36,8 +36,11 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //                                          ERROR; `all`: and every later one; V: value returned
 //   hold NAME NTH [except=THREAD]          that call stops before it does anything, until `release`;
 //                                          the calls of the thread of this id do not count
+//   prompt NAME NTH                        that call first shows a box "Installer" that has no owner
+//                                          and goes on when it is answered, as installers do
 //   held / release                         "yes NAME" or "no" / lets the held calls go on
-//   clear                                  forgets all faults and holds, lets held calls go on
+//   clear                                  forgets all faults, holds and prompts, lets held calls
+//                                          go on
 //   calls [NAME]                           calls since the start or `reset-counts`; one number, or
 //                                          a line "NAME count" for each wrapped function
 //                                          A message that inserts a row is also a call of its own:

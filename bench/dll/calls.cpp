@@ -41,6 +41,7 @@ struct CallState {
     DWORD count = 0;
     std::vector<PendingFault> faults;
     std::vector<PendingHold> holds;
+    std::vector<DWORD> prompts; // calls to go of each, 1 = the next one
 };
 
 SRWLOCK g_lock = SRWLOCK_INIT;
@@ -86,6 +87,19 @@ bool TakeHoldOf(CallState* call) {
     return held;
 }
 
+bool TakePromptOf(CallState* call) {
+    bool due = false;
+    for (size_t i = 0; i < call->prompts.size();) {
+        if (--call->prompts[i] == 0) {
+            due = true;
+            call->prompts.erase(call->prompts.begin() + i);
+        } else {
+            i++;
+        }
+    }
+    return due;
+}
+
 void WaitForRelease(const std::string& name) {
     // On Windows what a thread has painted is on screen; Wine shows it when the thread looks for
     // messages.
@@ -104,13 +118,17 @@ void WaitForRelease(const std::string& name) {
 bool TakeCallOf(CallState* call, const char* name, Failure* failure) {
     PendingFault fault;
     bool fails;
+    bool asks;
     {
         Guard guard(&g_lock);
         call->count++;
+        asks = TakePromptOf(call);
         fails = TakeFaultOf(call, &fault);
         if (TakeHoldOf(call))
             WaitForRelease(name);
     }
+    if (asks)
+        ::MessageBoxW(nullptr, L"Install it anyway?", L"Installer", MB_OK);
     if (BenchCallWatch watch = g_watch)
         watch(name, fails);
     if (!fails)
@@ -321,6 +339,12 @@ void AddHold(const std::string& name, DWORD nth, DWORD exceptThread) {
     call->holds.push_back({nth, exceptThread});
 }
 
+void AddPrompt(const std::string& name, DWORD nth) {
+    CallState* call = CallOf(name);
+    Guard guard(&g_lock);
+    call->prompts.push_back(nth);
+}
+
 void ReleaseHeld() {
     Guard guard(&g_lock);
     g_releases++;
@@ -333,6 +357,7 @@ void ClearFaults() {
         for (auto& call : g_calls) {
             call.second.faults.clear();
             call.second.holds.clear();
+            call.second.prompts.clear();
         }
     }
     ReleaseHeld();

@@ -33,7 +33,8 @@ struct FaultRequest {
 };
 void AddFault(const FaultRequest& request);
 void AddHold(const std::string& name, DWORD nth, DWORD exceptThread);
-void ClearFaults(); // also lets held calls go on
+void AddPrompt(const std::string& name, DWORD nth); // shows a box of no owner, as installers do
+void ClearFaults();                                 // also lets held calls go on
 void ReleaseHeld();
 std::string HeldCall(); // "" when no call is held
 

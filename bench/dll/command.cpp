@@ -98,6 +98,14 @@ bool Hold(const Words& words, std::wstring* reply) {
     return true;
 }
 
+bool Prompt(const Words& words, std::wstring* reply) {
+    ULONGLONG nth;
+    if (words.Count() != 3 || !ParseNumber(words[2], &nth) || nth == 0)
+        return Refuse(reply, L"prompt NAME NTH");
+    AddPrompt(Narrow(words[1]), static_cast<DWORD>(nth));
+    return true;
+}
+
 bool Held(const Words&, std::wstring* reply) {
     std::string name = HeldCall();
     *reply = name.empty() ? std::wstring(L"no") : Format(L"yes %hs", name.c_str());
@@ -217,6 +225,7 @@ const std::map<std::wstring, Handler>& Handlers() {
     static const std::map<std::wstring, Handler>& handlers = *new std::map<std::wstring, Handler>{
         {L"fault", Fault},
         {L"hold", Hold},
+        {L"prompt", Prompt},
         {L"held", Held},
         {L"release", Run<ReleaseHeld>},
         {L"clear", Run<ClearFaults>},
