@@ -7,31 +7,29 @@
 
 #include <ntddndis.h>
 
-// Answers of at most cb bytes; *cbReturned, unless NULL, tells how many came. On failure the buffer's
-// content is undefined and the cause in the last error.
-static BOOL QueryOid(HANDLE device, DWORD oid, void* answer, DWORD cb, DWORD* cbReturned) {
-    DWORD cbAnswer = 0;
+// Answers of at most cb bytes. On failure the buffer's content is undefined and the cause in the last
+// error.
+static BOOL QueryOid(HANDLE device, DWORD oid, void* answer, DWORD cb) {
+    DWORD cbAnswer;
 
     SetLastError(ERROR_SUCCESS);
     BOOL ok = DeviceIoControl(device, IOCTL_NDIS_QUERY_GLOBAL_STATS, &oid, sizeof(oid), answer, cb,
                               &cbAnswer, NULL);
     if (!ok)
         Trace(L"   QueryOid: DevIOCtrl failed for Oid = 0x%x\n", oid);
-    if (cbReturned != NULL)
-        *cbReturned = cbAnswer;
     return ok;
 }
 
 BOOL GetDeviceProperties(const HANDLE* device, DeviceProperties* properties) {
     Trace(L"-->GetDeviceProperties:\n");
     BOOL ok = QueryOid(*device, OID_802_3_CURRENT_ADDRESS, properties->currentAddress,
-                       sizeof(properties->currentAddress), NULL) &&
+                       sizeof(properties->currentAddress)) &&
               QueryOid(*device, OID_802_3_PERMANENT_ADDRESS, properties->permanentAddress,
-                       sizeof(properties->permanentAddress), NULL) &&
+                       sizeof(properties->permanentAddress)) &&
               QueryOid(*device, OID_GEN_LINK_SPEED, &properties->linkSpeed,
-                       sizeof(properties->linkSpeed), NULL) &&
+                       sizeof(properties->linkSpeed)) &&
               QueryOid(*device, OID_GEN_MEDIA_CONNECT_STATUS, &properties->mediaConnectStatus,
-                       sizeof(properties->mediaConnectStatus), NULL);
+                       sizeof(properties->mediaConnectStatus));
     Trace(L"<--GetDeviceProperties: %d\n", ok);
     return ok;
 }
@@ -40,7 +38,7 @@ BOOL GetDeviceMTU(const HANDLE* device, DWORD* mtu) {
     DWORD frameSize = 0;
 
     Trace(L"-->GetDeviceMTU:\n");
-    BOOL ok = QueryOid(*device, OID_GEN_MAXIMUM_FRAME_SIZE, &frameSize, sizeof(frameSize), NULL);
+    BOOL ok = QueryOid(*device, OID_GEN_MAXIMUM_FRAME_SIZE, &frameSize, sizeof(frameSize));
     if (ok)
         *mtu = frameSize;
     Trace(L"<--GetDeviceMTU: %d\n", ok);
@@ -49,16 +47,15 @@ BOOL GetDeviceMTU(const HANDLE* device, DWORD* mtu) {
 
 BOOL QvGetDeviceCaps(const HANDLE* device, BYTE* buffer, const DWORD* bufferLength,
                      TaskOffloadCaps* caps) {
-    DWORD cbAnswer = 0;
-
     Trace(L"-->QvGetDeviceCaps:\n");
     ZeroMemory(buffer, *bufferLength);
     FillTaskOffloadHeader(buffer);
-    if (!QueryOid(*device, OID_TCP_TASK_OFFLOAD, buffer, *bufferLength, &cbAnswer)) {
+    if (!QueryOid(*device, OID_TCP_TASK_OFFLOAD, buffer, *bufferLength)) {
         Trace(L"<--QvGetDeviceCaps: no answer\n");
         return FALSE;
     }
-    if (!DecodeTaskOffload(buffer, cbAnswer, caps)) {
+    // Whatever length the driver tells: where it has written nothing, there is zero.
+    if (!DecodeTaskOffload(buffer, *bufferLength, caps)) {
         Trace(L"<--QvGetDeviceCaps: OffsetFirstTask set to zero\n");
         SetLastError(ERROR_SUCCESS);
         return FALSE;
@@ -71,7 +68,7 @@ BOOL QvGetDeviceCaps60(const HANDLE* device, BYTE* buffer, const DWORD* bufferLe
                        OffloadCaps60* caps) {
     Trace(L"-->QvGetDeviceCaps60:\n");
     ZeroMemory(buffer, *bufferLength);
-    if (!QueryOid(*device, OID_TCP_OFFLOAD_CURRENT_CONFIG, buffer, *bufferLength, NULL)) {
+    if (!QueryOid(*device, OID_TCP_OFFLOAD_CURRENT_CONFIG, buffer, *bufferLength)) {
         Trace(L"<--QvGetDeviceCaps60: DeviceIOControl failed for caps\n");
         return FALSE;
     }
@@ -87,7 +84,7 @@ BOOL QvGetDeviceConnectionOffloadCaps(const HANDLE* device, BYTE* buffer, const 
                                       ConnectionOffloadCaps* caps) {
     Trace(L"-->QvGetDeviceConnectionOffloadCaps:\n");
     ZeroMemory(buffer, *bufferLength);
-    if (QueryOid(*device, OID_TCP_CONNECTION_OFFLOAD_CURRENT_CONFIG, buffer, *bufferLength, NULL))
+    if (QueryOid(*device, OID_TCP_CONNECTION_OFFLOAD_CURRENT_CONFIG, buffer, *bufferLength))
         DecodeConnectionOffload(buffer, caps);
     Trace(L"<--QvGetDeviceConnectionOffloadCaps:\n");
     return TRUE;
@@ -97,7 +94,7 @@ BOOL GetDeviceStatistics(const HANDLE* device, StatisticsRow* table) {
     Trace(L"-->GetDeviceStatistics:\n");
     for (int row = 0; row < STATISTICS_ROWS; row++) {
         ULONGLONG counter = 0;
-        if (QueryOid(*device, table[row].oid, &counter, sizeof(counter), NULL))
+        if (QueryOid(*device, table[row].oid, &counter, sizeof(counter)))
             table[row].value = counter;
     }
     Trace(L"<--GetDeviceStatistics:\n");

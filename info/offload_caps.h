@@ -74,7 +74,7 @@ struct ConnectionOffloadCaps {
 void FillTaskOffloadHeader(BYTE* answer);
 
 // Walks the task list and adds what it finds to *caps, which the caller has zeroed.
-//   answer  TASK_OFFLOAD_CB bytes, of which the driver returned cbAnswer
+//   answer  at least cbAnswer bytes; behind TASK_OFFLOAD_CB nothing is read
 // FALSE when the list is empty. A task that does not lie within the answer, or an offset that leads
 // back, ends the walk with what was read so far.
 BOOL DecodeTaskOffload(const BYTE* answer, DWORD cbAnswer, TaskOffloadCaps* caps);
