@@ -2,12 +2,13 @@
 # Runs everything that takes too long for a test, on machines side by side, and prints one table:
 # operation, calls, runs, crashes, hangs, leaks, wrong outcomes, seconds. What was wrong with a run
 # stands in build/soak/*.log. Hours on two cores.
-#   soak.sh                  everything
-#   soak.sh OPERATION...     the fault sweep of these operations, and nothing else
-#   soak.sh --every K ...    every K-th failing call only
-#   soak.sh --go-on [OPERATION...]
-#                            what a run that was broken off had left, and these operations once more:
-#                            of the same program on the same bench
+#   soak.sh                    everything
+#   soak.sh TASK...            these, and nothing else
+#   soak.sh --every K ...      every K-th failing call only
+#   soak.sh --go-on [TASK...]  what a run that was broken off had left, and these once more: of the same
+#                              program on the same bench
+# A TASK is the name of an operation, whose calls fail; "kills"; "cycles"; "hostile SEED", the machines
+# from this one on; or "fuzz TARGET".
 # Ends with an error when something was wrong and when something is left to be done.
 set -euo pipefail
 source "$(dirname "$0")/lib.sh"
@@ -193,13 +194,22 @@ set_up() {
   mapfile -t TARGETS <<<"$list"
 }
 
+# tasks_of EVERY NAME...: of what the caller names, an operation or a task.
+tasks_of() {
+  local every=$1 name
+  shift
+  for name in "$@"; do
+    if [[ " ${OPERATIONS[*]} " == *" $name "* ]]; then fault_tasks "$every" "$name"; else echo "$name"; fi
+  done
+}
+
 # write_plan: what it reads becomes the plan, at once and whole.
 write_plan() {
   awk '!seen[$0]++' >"$SOAK/plan.new"
   mv "$SOAK/plan.new" "$SOAK/plan"
 }
 
-# begin EVERY [OPERATION...]: a new run. Without its plan, the old one cannot be gone on with.
+# begin EVERY [NAME...]: a new run. Without its plan, the old one cannot be gone on with.
 begin() {
   local every=$1
   shift
@@ -208,7 +218,7 @@ begin() {
   mkdir -p "$SOAK/done"
   echo "$SOURCES" >"$SOAK/sources"
   echo "$JUDGED_BY" >"$SOAK/judges"
-  if [[ $# -eq 0 ]]; then all_tasks "$every"; else fault_tasks "$every" "$@"; fi | write_plan
+  if [[ $# -eq 0 ]]; then all_tasks "$every"; else tasks_of "$every" "$@"; fi | write_plan
 }
 
 # may_go_on: gives up unless the lines to come can stand in the old table.
@@ -220,14 +230,14 @@ may_go_on() {
     echo 'The tests have changed: what comes now is judged by others than what there is.' >&2
 }
 
-# once_more OPERATION...
+# once_more NAME...
 once_more() {
-  local operation tasks task
-  for operation in "$@"; do
-    if tasks=$(grep -e "^faults --operation $operation " "$SOAK/plan"); then
+  local name tasks task
+  for name in "$@"; do
+    if tasks=$(grep -e "^faults --operation $name " -e "^$name\$" "$SOAK/plan"); then
       while read -r task; do rm -f "$SOAK/done/$(key "$task")"; done <<<"$tasks"
     else
-      { cat "$SOAK/plan" && fault_tasks 1 "$operation"; } | write_plan
+      { cat "$SOAK/plan" && tasks_of 1 "$name"; } | write_plan
     fi
   done
 }
@@ -273,6 +283,10 @@ while [[ $# -ne 0 ]]; do
       ;;
     --go-on) go_on=1 ;;
     -*) give_up "no option $1" ;;
+    hostile | fuzz)
+      wanted+=("$1 ${2:-}")
+      shift "$(($# > 1))"
+      ;;
     *) wanted+=("$1") ;;
   esac
   shift
@@ -294,8 +308,8 @@ SOURCES=$(fingerprint "${PROGRAM[@]}")
 JUDGED_BY=$(fingerprint "${JUDGES[@]}")
 [[ -z $go_on ]] || may_go_on
 set_up 9>&-
-for operation in "${wanted[@]}"; do
-  grep -qxF -e "$operation" <(printf '%s\n' "${OPERATIONS[@]}") || give_up "no operation $operation"
+for name in "${wanted[@]}"; do
+  grep -qxF -e "$name" <(printf '%s\n' "${OPERATIONS[@]}" && all_tasks 1) || give_up "no task \"$name\""
 done
 if [[ -n $go_on ]]; then once_more "${wanted[@]}"; else begin "${every:-1}" "${wanted[@]}"; fi
 rm -f "$SOAK/stopped"

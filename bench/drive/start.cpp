@@ -5,9 +5,27 @@
 namespace drive {
 
 static const DWORD kRunGuard = 120000; // milliseconds for a program that runs to its end
+static const int kStartTries = 3;
+static const DWORD kStartPause = 300; // milliseconds between two tries
 
 static std::wstring LastErrorText(const wchar_t* step) {
     return std::wstring(step) + L": error " + std::to_wstring(GetLastError());
+}
+
+// What a system that is short of something gives now and a moment later no more.
+static bool Passes(DWORD error) {
+    return error == ERROR_INTERNAL_ERROR || error == ERROR_NOT_ENOUGH_MEMORY ||
+           error == ERROR_OUTOFMEMORY || error == ERROR_NO_SYSTEM_RESOURCES ||
+           error == ERROR_COMMITMENT_LIMIT;
+}
+
+bool CreateInTries(const std::function<bool()>& create) {
+    for (int tries = 1; !create(); tries++) {
+        if (tries == kStartTries || !Passes(GetLastError()))
+            return false;
+        Sleep(kStartPause);
+    }
+    return true;
 }
 
 // Every process started here goes into one job, so that none survives a driver that was ended.
@@ -81,16 +99,19 @@ static bool LoadInto(HANDLE process, const std::wstring& dll, std::wstring* erro
 }
 
 static bool CreateSuspended(const StartOptions& options, PROCESS_INFORMATION* info) {
-    std::wstring line = L"\"" + options.executable + L"\"";
+    std::wstring command = L"\"" + options.executable + L"\"";
     if (!options.arguments.empty())
-        line += L" " + options.arguments;
+        command += L" " + options.arguments;
     std::vector<wchar_t> environment = MakeEnvironment(options);
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
-    return CreateProcessW(options.executable.c_str(), &line[0], nullptr, nullptr, FALSE,
-                          CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
-                          options.directory.empty() ? nullptr : options.directory.c_str(), &startup,
-                          info) != FALSE;
+    return CreateInTries([&] {
+        std::wstring line = command; // the call may write into it
+        return CreateProcessW(options.executable.c_str(), &line[0], nullptr, nullptr, FALSE,
+                              CREATE_SUSPENDED | CREATE_UNICODE_ENVIRONMENT, environment.data(),
+                              options.directory.empty() ? nullptr : options.directory.c_str(),
+                              &startup, info) != FALSE;
+    });
 }
 
 bool ProgramStart(const StartOptions& options, Program* program, std::wstring* error) {
@@ -170,9 +191,12 @@ static bool RunInto(HANDLE file, const std::wstring& commandLine, DWORD* exitCod
     startup.hStdOutput = file;
     startup.hStdError = file;
     PROCESS_INFORMATION info = {};
-    std::wstring line = commandLine;
-    if (!CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &info)) {
+    const bool created = CreateInTries([&] {
+        std::wstring line = commandLine;
+        return CreateProcessW(nullptr, &line[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                              &startup, &info) != FALSE;
+    });
+    if (!created) {
         *error = LastErrorText((L"starting " + commandLine).c_str());
         return false;
     }

@@ -3,6 +3,7 @@
 #ifndef BENCH_DRIVE_START_H
 #define BENCH_DRIVE_START_H
 
+#include <functional>
 #include <string>
 #include <windows.h>
 
@@ -23,6 +24,10 @@ struct Program {
     DWORD id = 0;
     std::wstring scratch; // copy of the idle executable that goes with the process
 };
+
+// Calls `create`, which makes a process or sets the last error, and up to twice again, a moment
+// apart, while it fails with an error that passes. The last error is that of its last call.
+bool CreateInTries(const std::function<bool()>& create);
 
 // Starts the program. On failure nothing is left running, *program is untouched and *error says
 // which step failed. Whatever runs when the caller ends is ended by the system, and so are the

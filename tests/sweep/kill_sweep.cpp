@@ -1,8 +1,8 @@
 // The program that ships ends without warning behind each change that an operation makes. The next
 // start has to work, and docs/recovery.md has to lead back to a sound machine: what its table says of an
 // interruption has to be how the page looks, its steps have to be enough, and none of them may be
-// needless. QV_KILLS=all takes every change; otherwise a few of some operations are taken, and all of the
-// shortest.
+// needless. QV_KILLS=all takes every change; otherwise a few of some operations are taken, at least one
+// for each line of the table, and all of the shortest.
 #include "sweep/recovery.h"
 #include "sweep/table.h"
 
@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <gtest/gtest-spi.h>
 #include <numeric>
 #include <sstream>
 
@@ -51,9 +52,11 @@ struct KillCase {
     std::vector<int>
         ticked; // in the list that the operation is about; none for a VLAN that is added
     std::vector<Range> ranges;
-    // The usual run kills behind the first changes that begin so; behind each when one is empty.
+    // The usual run kills behind the first changes that begin so, or behind each; none: long runs only.
     Texts16 sample;
 };
+
+static const Texts16 kWhole = {L""};
 
 static void PrintTo(const KillCase& one, std::ostream* out) {
     *out << one.name;
@@ -90,8 +93,8 @@ static const std::vector<KillCase> kCases = {
      true,
      {0, 1},
      kCreation,
-     {L"binding-disable ms_netbt", L"device-install", L"value-set record\\{port0}\\TeamBinding",
-      L"device-disable port0"}},
+     {L"binding-disable ms_netbt", L"value-set record\\{port0}\\TeamNumber", L"device-install",
+      L"value-set record\\{port0}\\TeamBinding", L"device-disable port0"}},
     {"creation with the protocol",
      Job::CreateTeam,
      0,
@@ -114,7 +117,7 @@ static const std::vector<KillCase> kCases = {
              {L"Port 0, Port 1 |; left: Port 0 - Voice, Port 0 - Data",
               L"Port 0, Port 1 |; left: Port 0 - Data", L"Port 0, Port 1 |"}},
             kCreation),
-     {}},
+     {L"value-set"}},
     {"removal with VLANs",
      Job::RemoveTeams,
      1,
@@ -150,7 +153,7 @@ static const std::vector<KillCase> kCases = {
         L"Port 0, Port 1, Second:Port 2 |", L"Port 0, Port 1, Port 2 |",
         L"Port 0, Port 1, Port 2 |; off: Port 2", L"Port 0, Port 1, Port 2, Second:Port 3 |",
         L"Port 0, Port 1, Port 2, Port 3 |", L"Port 0, Port 1, Port 2, Port 3 |; off: Port 3"}}},
-     {}},
+     {L"device-remove ROOT\\NET\\0001"}},
     {"first VLAN of a team",
      Job::AddVlan,
      1,
@@ -191,7 +194,7 @@ static const std::vector<KillCase> kCases = {
      {0},
      {{LastVlanForgotten, L"value-delete", {L"| Uplink (2); left: Uplink - Voice"}},
       {HostAttached, L"device-remove", Off(L"| Uplink (2)", L"Uplink")}},
-     {L"device-remove"}},
+     {L"value-delete", L"device-remove"}},
     {"one of two VLANs of a team removed",
      Job::RemoveVlans,
      1,
@@ -217,7 +220,7 @@ static const std::vector<KillCase> kCases = {
         L"Port 0, Port 1 | Port 0 - Third (0)", L"Port 0, Port 1 |; left: Port 0 - Third"}},
       {VlanListed, L"value-set driver(ROOT\\NET\\0000)\\VlanName",
        Off(L"Port 0 +30, Port 1 |", L"Port 0 - Third")}},
-     {}},
+     {L"device-install"}},
     {"second VLAN of an adapter",
      Job::AddVlan,
      0,
@@ -253,8 +256,11 @@ static const std::vector<KillCase> kCases = {
      {{VlanForgotten,
        L"value-set",
        {L"Port 0 +10, Port 1 |; left: Port 0 - Data", L"Port 0 +10, Port 1 |"}}},
-     {L""}},
+     kWhole},
 };
+
+// What came of a program that was to be killed.
+enum class Ending { NotStarted, GoesOn, Ended };
 
 static bool EveryKill() {
     const char* kills = std::getenv("QV_KILLS");
@@ -285,8 +291,11 @@ class KillTest : public RecoveryTest {
     void Press(RunningProgram* program, bool leave) const;
     void RunOperation();
     unsigned FirstChange(const std::wstring& begin, unsigned behind = 0) const;
-    bool Kill(unsigned nth, Events* journal);
+    Ending Kill(unsigned nth, Events* journal);
     Texts8 Bystanders(const std::string& dump) const;
+    std::vector<unsigned> RangeBegins() const;
+    size_t RangeOf(unsigned nth) const;
+    std::vector<unsigned> Kills(bool every) const;
 
     KillCase case_;
     Operation operation_;
@@ -489,6 +498,11 @@ void KillTest::RunOperation() {
     course_ = course;
 }
 
+// Where it has not, the test has failed and says why.
+static bool HasStarted(RunningProgram* program) {
+    return program->process().process != nullptr;
+}
+
 void KillTest::RunToEnd() {
     Describe(true);
     Build();
@@ -499,6 +513,8 @@ void KillTest::RunToEnd() {
     Build();
     course_.before = MachineDump();
     RunningProgram program;
+    if (!HasStarted(&program))
+        return;
     Prepare(&program);
     program.bench(L"journal-clear");
     const unsigned before = std::stoul(program.bench(L"changes"));
@@ -536,13 +552,14 @@ static Events ReadJournal(const std::wstring& path) {
     return ParseJournal({text.begin(), text.end()});
 }
 
-// False when the program did not end.
-bool KillTest::Kill(unsigned nth, Events* journal) {
+Ending KillTest::Kill(unsigned nth, Events* journal) {
     Describe(false);
     Build();
     const std::wstring path = L"kill-journal.txt";
     DeleteFileW(path.c_str());
     RunningProgram program(L"journal " + path);
+    if (!HasStarted(&program))
+        return Ending::NotStarted;
     Prepare(&program);
     program.bench(L"kill-at-change " + std::to_wstring(nth));
     const size_t before = ReadJournal(path).size();
@@ -559,14 +576,42 @@ bool KillTest::Kill(unsigned nth, Events* journal) {
     EXPECT_TRUE(
         drive::WaitUntil([&] { return drive::TopLevelWindows(program.process().id).empty(); }));
     *journal = ReadJournal(path);
-    return ended;
+    return ended ? Ending::Ended : Ending::GoesOn;
+}
+
+std::vector<unsigned> KillTest::RangeBegins() const {
+    std::vector<unsigned> begins;
+    for (const Range& range : case_.ranges)
+        begins.push_back(FirstChange(range.from, begins.empty() ? 0 : begins.back()));
+    return begins;
+}
+
+size_t KillTest::RangeOf(unsigned nth) const {
+    const std::vector<unsigned> begins = RangeBegins();
+    size_t range = begins.size() - 1;
+    while (range > 0 && begins[range] > nth)
+        range--;
+    return range;
+}
+
+std::vector<unsigned> KillTest::Kills(bool every) const {
+    std::vector<unsigned> kills;
+    if (every || case_.sample == kWhole) {
+        kills.resize(course_.changes.size());
+        std::iota(kills.begin(), kills.end(), 1);
+        return kills;
+    }
+    for (const std::wstring& begin : case_.sample) {
+        if (const unsigned nth = FirstChange(begin))
+            kills.push_back(nth);
+    }
+    return kills;
 }
 
 class KillSweep : public KillTest, public testing::WithParamInterface<KillCase> {
   protected:
     // What came of one range of the case.
     struct Tally {
-        unsigned begin = 0;
         std::set<std::wstring> seen; // looks
         std::map<Step, std::vector<unsigned>>
             usedAt; // kills behind which the step changed something
@@ -577,53 +622,25 @@ class KillSweep : public KillTest, public testing::WithParamInterface<KillCase> 
         case_ = GetParam();
     }
     bool whole() const {
-        return EveryKill() || case_.sample == Texts16{L""};
+        return EveryKill() || case_.sample == kWhole;
     }
-    void FindRanges();
-    std::vector<unsigned> Kills() const;
-    size_t RangeOf(unsigned nth) const;
     void ExpectLockFree() const;
-    void ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* teams) const;
+    bool ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* teams) const;
     std::wstring ExpectLook(size_t range, const Texts16& adapters, const Texts16& teams);
     void ExpectBystanders(const std::string& dump, const char* when) const;
     Texts8 NotAsPromised(Promise promise);
     Steps ExpectRecovery(size_t range, unsigned nth, const Events& journal);
     void ExpectGoesOn(const Steps& taken);
     void ExpectAllSeen() const;
-    void ExpectNeeded(size_t range, Step step);
+    bool ExpectNeeded(size_t range, Step step);
+    bool ExpectRepair(unsigned nth, SweepLine* line);
+    bool ExpectRepairs(SweepLine* line);
     const Interruption& Of(size_t range) const {
         return kInterruptions[case_.ranges[range].interruption];
     }
 
     std::vector<Tally> tallies_;
 };
-
-void KillSweep::FindRanges() {
-    unsigned behind = 0;
-    for (const Range& range : case_.ranges) {
-        Tally tally;
-        tally.begin = behind = FirstChange(range.from, behind);
-        tallies_.push_back(tally);
-    }
-    EXPECT_EQ(1u, tallies_[0].begin) << "changes that belong to nothing";
-}
-
-std::vector<unsigned> KillSweep::Kills() const {
-    std::vector<unsigned> kills(whole() ? course_.changes.size() : 0);
-    std::iota(kills.begin(), kills.end(), 1);
-    if (!whole()) {
-        for (const std::wstring& begin : case_.sample)
-            kills.push_back(FirstChange(begin));
-    }
-    return kills;
-}
-
-size_t KillSweep::RangeOf(unsigned nth) const {
-    size_t range = tallies_.size() - 1;
-    while (range > 0 && tallies_[range].begin > nth)
-        range--;
-    return range;
-}
 
 // The system has released it with the process.
 void KillSweep::ExpectLockFree() const {
@@ -635,9 +652,11 @@ void KillSweep::ExpectLockFree() const {
         EXPECT_EQ(S_OK, HrReleaseINetCfg(client, TRUE));
 }
 
-// Gives the two lists.
-void KillSweep::ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* teams) const {
+// Gives the two lists. False when the program could not be started, which is not its own fault.
+bool KillSweep::ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* teams) const {
     RunningProgram program;
+    if (!HasStarted(&program))
+        return false;
     std::wstring text;
     HWND page = nullptr;
     const bool shown = drive::WaitUntil([&] {
@@ -646,7 +665,9 @@ void KillSweep::ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* tea
     });
     line->hangs += !shown;
     line->crashes += shown && page == nullptr;
-    ASSERT_NE(nullptr, page) << "the next start shows no page";
+    EXPECT_NE(nullptr, page) << "the next start shows no page";
+    if (page == nullptr)
+        return true;
     program.waitText(L"1009", L"Select two NICs");
     EXPECT_EQ(nullptr, drive::FindMessageBox(program.process().id, &text))
         << testing::PrintToString(text);
@@ -662,6 +683,7 @@ void KillSweep::ExpectNextStart(SweepLine* line, Texts16* adapters, Texts16* tea
                    0;
     }));
     EXPECT_EQ(0u, exitCode);
+    return true;
 }
 
 static void TakeOut(Texts16* texts, const std::wstring& text) {
@@ -754,14 +776,16 @@ void KillSweep::ExpectAllSeen() const {
     }
 }
 
-// Behind some kill of the range the other steps alone lead to no machine that anybody wants.
-void KillSweep::ExpectNeeded(size_t range, Step step) {
+// Behind some kill of the range the other steps alone lead to no machine that anybody wants. False when
+// a program could not be started.
+bool KillSweep::ExpectNeeded(size_t range, Step step) {
     std::vector<unsigned> kills = tallies_[range].usedAt[step];
     // The first and the last kills of a range often need less.
     std::rotate(kills.begin(), kills.begin() + static_cast<int>(kills.size() / 2), kills.end());
     for (unsigned nth : kills) {
         Events journal;
-        Kill(nth, &journal);
+        if (Kill(nth, &journal) == Ending::NotStarted)
+            return false;
         Begin(journal);
         for (Step other : Of(range).steps) {
             if (other != step)
@@ -775,10 +799,11 @@ void KillSweep::ExpectNeeded(size_t range, Step step) {
             if (EveryKill())
                 std::printf("    without step %d behind %u: %s\n", static_cast<int>(step), nth,
                             facts[0].substr(0, facts[0].find('\r')).c_str());
-            return;
+            return true;
         }
     }
     ADD_FAILURE() << "step " << static_cast<int>(step) << " is needless while " << Of(range).during;
+    return true;
 }
 
 static unsigned FailuresSoFar() {
@@ -790,46 +815,65 @@ static unsigned FailuresSoFar() {
     return failures;
 }
 
+// False when a program could not be started, so that nothing is known about this kill.
+bool KillSweep::ExpectRepair(unsigned nth, SweepLine* line) {
+    Texts16 adapters;
+    Texts16 teams;
+    Events journal;
+    const size_t range = RangeOf(nth);
+    const unsigned failures = FailuresSoFar();
+    SCOPED_TRACE("change " + std::to_string(nth));
+    const Ending ending = Kill(nth, &journal);
+    if (ending == Ending::NotStarted)
+        return false;
+    line->runs++;
+    line->hangs += ending == Ending::GoesOn;
+    ExpectLockFree();
+    if (!ExpectNextStart(line, &adapters, &teams))
+        return false;
+    const std::wstring look = ExpectLook(range, adapters, teams);
+    std::string used;
+    for (Step step : ExpectRecovery(range, nth, journal))
+        used += " " + std::to_string(static_cast<int>(step));
+    if (FailuresSoFar() != failures) {
+        line->wrong++;
+        ADD_FAILURE() << "behind " << testing::PrintToString(course_.changes[nth - 1]);
+    } else if (EveryKill()) {
+        std::printf("    %u %ls [%ls]:%s\n", nth, course_.changes[nth - 1].c_str(), look.c_str(),
+                    used.c_str());
+    }
+    return true;
+}
+
+// False when a program could not be started.
+bool KillSweep::ExpectRepairs(SweepLine* line) {
+    bool started = true;
+    RunOperation();
+    line->calls = static_cast<unsigned>(course_.changes.size());
+    if (line->calls == 0)
+        return false;
+    EXPECT_LE(3u, line->calls);
+    EXPECT_EQ(1u, RangeBegins()[0]) << "changes that belong to nothing";
+    tallies_.resize(case_.ranges.size());
+    for (unsigned nth : Kills(EveryKill()))
+        started = ExpectRepair(nth, line) && started;
+    if (!whole() || !started)
+        return started;
+    ExpectAllSeen();
+    for (size_t range = 0; range < tallies_.size(); range++) {
+        for (Step step : Of(range).steps)
+            started = ExpectNeeded(range, step) && started;
+    }
+    return started;
+}
+
 TEST_P(KillSweep, LeavesWhatCanBeRepaired) {
     if (!EveryKill() && case_.sample.empty())
         GTEST_SKIP() << "of long runs only";
     SweepLine line;
     line.operation = std::string("kill: ") + case_.name;
-    RunOperation();
-    FindRanges();
-    line.calls = static_cast<unsigned>(course_.changes.size());
-    EXPECT_LE(3u, line.calls);
-    for (unsigned nth : Kills()) {
-        Texts16 adapters;
-        Texts16 teams;
-        Events journal;
-        const size_t range = RangeOf(nth);
-        const unsigned failures = FailuresSoFar();
-        SCOPED_TRACE("change " + std::to_string(nth));
-        const bool ended = Kill(nth, &journal);
-        line.runs++;
-        line.hangs += !ended;
-        ExpectLockFree();
-        ExpectNextStart(&line, &adapters, &teams);
-        const std::wstring look = ExpectLook(range, adapters, teams);
-        std::string used;
-        for (Step step : ExpectRecovery(range, nth, journal))
-            used += " " + std::to_string(static_cast<int>(step));
-        if (FailuresSoFar() != failures) {
-            line.wrong++;
-            ADD_FAILURE() << "behind " << testing::PrintToString(course_.changes[nth - 1]);
-        } else if (EveryKill()) {
-            std::printf("    %u %ls [%ls]:%s\n", nth, course_.changes[nth - 1].c_str(),
-                        look.c_str(), used.c_str());
-        }
-    }
-    if (whole()) {
-        ExpectAllSeen();
-        for (size_t range = 0; range < tallies_.size(); range++) {
-            for (Step step : Of(range).steps)
-                ExpectNeeded(range, step);
-        }
-    }
+    if (!ExpectRepairs(&line))
+        line.operation += " (broken)";
     line.print();
 }
 
@@ -897,9 +941,11 @@ static std::vector<Texts8> TableBehind(const std::string& heading) {
 
 TEST(RecoveryDocument, HasTheStepsThatAreTaken) {
     const std::vector<Texts8> table = TableBehind("## What to do");
-    ASSERT_EQ(static_cast<size_t>(Step::Last), table.size());
-    for (size_t row = 0; row < table.size(); row++)
-        EXPECT_EQ(std::to_string(row + 1), table[row][0]);
+    EXPECT_EQ(static_cast<size_t>(Step::Last), kSteps.size());
+    std::vector<Texts8> expected;
+    for (const StepText& step : kSteps)
+        expected.push_back({std::to_string(expected.size() + 1), step.looks, step.what});
+    EXPECT_EQ(expected, table);
 }
 
 TEST(RecoveryDocument, HasTheTableThatTheKillsAreJudgedBy) {
@@ -914,11 +960,48 @@ TEST(RecoveryDocument, HasTheTableThatTheKillsAreJudgedBy) {
     EXPECT_EQ(expected, TableBehind("## By what was interrupted"));
 }
 
-TEST(RecoveryDocument, HasNoLineWithoutKills) {
+// Of the usual run, whichever this one is.
+TEST_F(KillTest, MeetsEveryLineOfTheDocument) {
     std::set<int> killed;
     for (const KillCase& one : kCases) {
-        for (const Range& range : one.ranges)
-            killed.insert(range.interruption);
+        if (one.sample.empty())
+            continue;
+        case_ = one;
+        RunOperation();
+        for (unsigned nth : Kills(false))
+            killed.insert(case_.ranges[RangeOf(nth)].interruption);
     }
-    EXPECT_EQ(kInterruptions.size(), killed.size());
+    for (size_t line = 0; line < kInterruptions.size(); line++)
+        EXPECT_EQ(1u, killed.count(static_cast<int>(line))) << kInterruptions[line].during;
+}
+
+TEST_F(KillTest, TellsAProgramThatDoesNotStartFromOneThatGoesOn) {
+    Events journal;
+    const std::wstring program = ProgramPath();
+    UseCase("creation");
+    SetEnvironmentVariableW(L"QV_PROGRAM", L"C:\\nowhere\\QvTeamCfg.exe");
+    EXPECT_NONFATAL_FAILURE(EXPECT_EQ(Ending::NotStarted, Kill(1, &journal)), "starting C:");
+    SetEnvironmentVariableW(L"QV_PROGRAM", program.c_str());
+}
+
+// Gives how often a process is tried to be made when that fails with these errors, then succeeds.
+static int TriesOf(std::vector<DWORD> errors) {
+    size_t tries = 0;
+    const bool created = drive::CreateInTries([&] {
+        SetLastError(tries < errors.size() ? errors[tries] : ERROR_SUCCESS);
+        return tries++ >= errors.size();
+    });
+    EXPECT_EQ(tries > errors.size(), created);
+    if (!created)
+        EXPECT_EQ(errors[tries - 1], GetLastError());
+    return static_cast<int>(tries);
+}
+
+TEST(ProgramStart, IsTriedAgainAfterErrorsThatPass) {
+    EXPECT_EQ(1, TriesOf({}));
+    EXPECT_EQ(1, TriesOf({ERROR_FILE_NOT_FOUND}));
+    EXPECT_EQ(3, TriesOf({ERROR_INTERNAL_ERROR, ERROR_NOT_ENOUGH_MEMORY}));
+    EXPECT_EQ(3, TriesOf({ERROR_INTERNAL_ERROR, ERROR_INTERNAL_ERROR, ERROR_INTERNAL_ERROR,
+                          ERROR_INTERNAL_ERROR}));
+    EXPECT_EQ(2, TriesOf({ERROR_INTERNAL_ERROR, ERROR_ACCESS_DENIED, ERROR_INTERNAL_ERROR}));
 }

@@ -11,6 +11,27 @@
 static const wchar_t kRecords[] =
     L"System\\CurrentControlSet\\Services\\qvteamp\\Parameters\\Adapters";
 
+// Take() does these.
+const std::vector<StepText> kSteps = {
+    {"An adapter, a team or a VLAN is disabled in Device Manager", "Enable it there"},
+    {"Device Manager shows a team's or a VLAN's adapter that belongs to nothing (see below)",
+     "Uninstall it there"},
+    {"A team or an adapter has no VLANs on its VLAN page, and yet no network",
+     "Add a VLAN there and remove it again"},
+    {"The VLAN that was being added is on the VLAN page",
+     "Remove it there; then it can be added again"},
+    {"The team is under \"Teamed Adapters\" and its Properties list adapters",
+     "Remove it with the program"},
+    {"An adapter is in neither list and in no team's Properties; or it has a record, but neither "
+     "team nor VLANs",
+     "Delete its record in Registry Editor"},
+    {"An adapter under \"Unassigned Adapters\" is called \"*team*:*name*\"",
+     "Take the team's name and the colon off in Registry Editor"},
+    {"All adapters are under \"Unassigned Adapters\", but one has no network, is missing among the "
+     "network connections or has a team's address",
+     "Create a team of it and another one, and remove that team again"},
+};
+
 const std::vector<Interruption> kInterruptions = {
     {"creating the first team: the teaming protocol is installed",
      "nothing has changed",

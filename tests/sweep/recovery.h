@@ -1,6 +1,6 @@
 // What an administrator does by docs/recovery.md on a machine on which the program was interrupted:
 // he looks at the page and at the Device Manager, presses the page's buttons, and deletes by hand what
-// the page does not reach. The document's second table stands here too, so that tests can run it.
+// the page does not reach. The document's tables stand here too, so that tests can run them.
 #pragma once
 
 #include "devices.h"
@@ -23,6 +23,12 @@ enum class Step {
     Last = TeamAgain
 };
 using Steps = std::vector<Step>;
+
+struct StepText {
+    const char* looks;
+    const char* what; // to do
+};
+extern const std::vector<StepText> kSteps;
 
 // The machine to which the steps lead.
 enum class Promise {
