@@ -3,24 +3,25 @@
 #pragma once
 
 #include <windows.h>
-#include <psapi.h>
 
+#include <algorithm>
 #include <ostream>
 
 struct Usage {
     unsigned kernelHandles = 0;
     unsigned gdiObjects = 0;
     unsigned userObjects = 0;
-    size_t privateBytes = 0; // committed
-    size_t heapBytes = 0;    // in use
+    size_t privateBytes = 0; // committed, outside of the heaps
+    size_t heapBytes = 0;    // in use: the pieces in which a heap grows say nothing about a leak
 
     static Usage Now() {
         Usage now;
         now.kernelHandles = KernelHandles();
         now.gdiObjects = GdiObjects();
         now.userObjects = UserObjects();
-        now.heapBytes = HeapBytes();
-        now.privateBytes = PrivateBytes();
+        HeapMemory heaps;
+        now.heapBytes = HeapBytes(&heaps);
+        now.privateBytes = PrivateBytes(heaps);
         return now;
     }
 
@@ -71,14 +72,32 @@ struct Usage {
         return counted;
     }
 
-    static size_t HeapBytes() {
+    // Where the heaps have their memory. Kept in place, because a heap is not to grow while it is walked.
+    struct HeapMemory {
+        const void* allocations[512];
+        size_t count = 0;
+
+        bool has(const void* allocation) const {
+            return std::find(allocations, allocations + count, allocation) != allocations + count;
+        }
+        void add(const void* address) {
+            MEMORY_BASIC_INFORMATION region;
+            if (VirtualQuery(address, &region, sizeof(region)) != 0 && !has(region.AllocationBase) &&
+                count < ARRAYSIZE(allocations))
+                allocations[count++] = region.AllocationBase;
+        }
+    };
+
+    static size_t HeapBytes(HeapMemory* memory) {
         HANDLE heaps[64];
         size_t bytes = 0;
         const DWORD count = GetProcessHeaps(ARRAYSIZE(heaps), heaps);
         for (DWORD i = 0; i < count && i < ARRAYSIZE(heaps); i++) {
             PROCESS_HEAP_ENTRY entry = {};
+            memory->add(heaps[i]);
             HeapLock(heaps[i]);
             while (HeapWalk(heaps[i], &entry)) {
+                memory->add(entry.lpData);
                 if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY)
                     bytes += entry.cbData;
             }
@@ -87,18 +106,13 @@ struct Usage {
         return bytes;
     }
 
-    static size_t PrivateBytes() {
-        PROCESS_MEMORY_COUNTERS_EX counters = {};
-        if (GetProcessMemoryInfo(GetCurrentProcess(),
-                                 reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
-                                 sizeof(counters)) &&
-            counters.PrivateUsage != 0)
-            return counters.PrivateUsage;
+    static size_t PrivateBytes(const HeapMemory& heaps) {
         size_t bytes = 0;
         MEMORY_BASIC_INFORMATION region;
         for (BYTE* at = nullptr; VirtualQuery(at, &region, sizeof(region)) != 0;
              at = static_cast<BYTE*>(region.BaseAddress) + region.RegionSize) {
-            if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE)
+            if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE &&
+                !heaps.has(region.AllocationBase))
                 bytes += region.RegionSize;
         }
         return bytes;
@@ -107,6 +121,6 @@ struct Usage {
 
 inline std::ostream& operator<<(std::ostream& out, const Usage& usage) {
     return out << usage.kernelHandles << " kernel handles, " << usage.gdiObjects << " GDI objects, "
-               << usage.userObjects << " USER objects, " << usage.privateBytes << " private bytes, "
-               << usage.heapBytes << " of them in heap blocks";
+               << usage.userObjects << " USER objects, " << usage.heapBytes << " bytes in heap blocks, "
+               << usage.privateBytes << " private bytes elsewhere";
 }
