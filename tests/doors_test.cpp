@@ -68,29 +68,74 @@ class StandardUser : public MachineTest {
         program->waitGone(page);
     }
 
+    // The pages that a sheet has behind the first two.
+    enum Further { NOTHING, VLANS, TEAM_AND_VLANS };
+
     // The sheet of whatever is ticked, page by page.
-    static void GoThroughTheSheet(RunningProgram* program, bool isTeam) {
-        Press(program, L"1001", 1100, true);
+    static void GoThroughTheSheet(RunningProgram* program, Further further) {
+        if (drive::FindDialog(program->process().id, 1101) == nullptr)
+            Press(program, L"1001", 1100, true);
         program->waitDialog(1101);
         program->openTab(L"Statistics", 1101, 1102);
         program->click(L"1012", 1102);
         program->click(L"1013", 1102);
-        if (!isTeam) {
+        if (further == NOTHING) {
             CloseSheet(program, 1102);
             return;
         }
-        program->openTab(L"Properties", 1102, 1103);
-        HWND page = program->openTab(L"VLAN", 1103, 101);
-        std::wstring error;
-        HWND view = drive::FindControl(page, L"1000");
-        for (int row = 0; row < drive::ListRowCount(view); row++)
-            EXPECT_TRUE(drive::TickRow(view, row, true, false, &error))
-                << testing::PrintToString(error);
+        if (further == TEAM_AND_VLANS)
+            program->openTab(L"Properties", 1102, 1103);
+        TickVlans(program->openTab(L"VLAN", further == TEAM_AND_VLANS ? 1103 : 1102, 101));
         for (const wchar_t* button : {L"1001", L"1002"}) {
             Press(program, button, 101, true);
             ExpectBox(program, kCannotVlan);
         }
         CloseSheet(program, 101);
+    }
+
+    static void TickVlans(HWND page) {
+        std::wstring error;
+        HWND view = drive::FindControl(page, L"1000");
+        for (int row = 0; row < drive::ListRowCount(view); row++)
+            EXPECT_TRUE(drive::TickRow(view, row, true, false, &error))
+                << testing::PrintToString(error);
+    }
+
+    // A button of the VLAN page is told of by a code that is no click, and the page asks nobody's name.
+    static void DoubleClick(RunningProgram* program, const wchar_t* button) {
+        HWND control = program->control(button, 101);
+        PostMessageW(program->waitDialog(101), WM_COMMAND,
+                     MAKEWPARAM(GetDlgCtrlID(control), BN_DOUBLECLICKED),
+                     reinterpret_cast<LPARAM>(control));
+    }
+
+    // The work that was asked for is over: the program takes in messages again.
+    static void WaitDone(RunningProgram* program) {
+        std::wstring error;
+        program->waitGone(1104);
+        EXPECT_TRUE(drive::WaitIdle(program->waitDialog(101), &error))
+            << testing::PrintToString(error);
+    }
+
+    static void AddVlanAnyway(RunningProgram* program) {
+        std::wstring error;
+        DoubleClick(program, L"1001");
+        program->waitDialog(102);
+        EXPECT_TRUE(drive::TypeText(program->control(L"1003", 102), L"77", &error));
+        EXPECT_TRUE(drive::TypeText(program->control(L"1004", 102), L"Door", &error));
+        program->clickAndLeave(L"1", 102);
+        ExpectBox(program, L"Failed to add vlan. Error=0x5");
+        WaitDone(program);
+    }
+
+    static void RemoveVlansAnyway(RunningProgram* program) {
+        program->bench(L"message-box IDOK all");
+        const std::wstring asked = program->bench(L"calls MessageBoxW");
+        DoubleClick(program, L"1002");
+        EXPECT_TRUE(
+            drive::WaitUntil([&] { return program->bench(L"calls MessageBoxW") != asked; }));
+        WaitDone(program);
+        program->bench(L"message-box real");
     }
 
     // What the program did to the machine, as the bench saw it.
@@ -132,10 +177,10 @@ TEST_F(StandardUser, ChangesNothingOnAMachineThatIsShown) {
         EXPECT_LE(1u, program.rows(L"1004").size());
         program.bench(L"admin 0");
         program.tickRow(L"1002", 0);
-        GoThroughTheSheet(&program, false);
+        GoThroughTheSheet(&program, NOTHING);
         program.tickRow(L"1002", 0, false);
         program.tickRow(L"1004", 0);
-        GoThroughTheSheet(&program, true);
+        GoThroughTheSheet(&program, TEAM_AND_VLANS);
         program.tickRow(L"1002", 0);
         program.tickRow(L"1002", 1);
         PressThePagesButtons(&program);
@@ -146,31 +191,145 @@ TEST_F(StandardUser, ChangesNothingOnAMachineThatIsShown) {
     }
 }
 
+// A VLAN page with VLANs on it and one without, of a team and of an adapter that cannot be teamed.
+class StandardUserOfVlans : public StandardUser {
+  protected:
+    void BuildWith(bool onTeam, bool withVlans) {
+        Load(onTeam ? L"team-vlans.txt" : L"xp-offload.txt");
+        machine.vlans.clear();
+        if (withVlans)
+            machine.vlans = {Vlan(onTeam ? L"team0" : L"port0", 10),
+                             Vlan(onTeam ? L"team0" : L"port0", 20)};
+        Build();
+    }
+
+    // Where connection offload is on, only an administrator is shown an adapter's VLAN page.
+    static void OpenSheet(RunningProgram* program, bool onTeam) {
+        program->tickRow(onTeam ? L"1004" : L"1002", 0);
+        program->clickAndLeave(L"1001");
+        program->waitDialog(1101);
+    }
+    // Gives the machine's dump.
+    static std::string LoseTheRight(RunningProgram* program) {
+        program->bench(L"admin 0");
+        // The server of the network configuration knows only the machine's own rule.
+        program->bench(L"fault INetCfgLock::AcquireWriteLock 1 0x80070005 all");
+        program->bench(L"journal-clear");
+        return MachineDump();
+    }
+
+  private:
+    static MachineVlan Vlan(const wchar_t* host, DWORD id) {
+        MachineVlan vlan;
+        vlan.name = L"vlan" + std::to_wstring(id);
+        vlan.host = host;
+        vlan.id = id;
+        vlan.vlanName = vlan.name;
+        vlan.guid = L"{C0000000-0000-4000-8000-0000000000" + std::to_wstring(id) + L"}";
+        vlan.address = L"02515600AB" + std::to_wstring(id);
+        return vlan;
+    }
+};
+
+TEST_F(StandardUserOfVlans, ChangesNothingByClicks) {
+    BuildWith(false, true);
+    RunningProgram program;
+    OpenSheet(&program, false);
+    const std::string before = LoseTheRight(&program);
+    GoThroughTheSheet(&program, VLANS);
+    EXPECT_EQ(std::vector<std::wstring>(), Lines(ChangesOf(&program)));
+    EXPECT_EQ(before, MachineDump());
+}
+
+// The page asks who the user is for clicks only; behind it Windows does.
+TEST_F(StandardUserOfVlans, ChangesNothingByWhatIsNoClick) {
+    for (bool onTeam : {true, false}) {
+        for (bool withVlans : {true, false}) {
+            SCOPED_TRACE(std::string(onTeam ? "team" : "adapter") +
+                         (withVlans ? " with VLANs" : ""));
+            BuildWith(onTeam, withVlans);
+            RunningProgram program;
+            OpenSheet(&program, onTeam);
+            HWND page = program.openTab(L"VLAN", 1101, 101);
+            const int rows = drive::ListRowCount(drive::FindControl(page, L"1000"));
+            EXPECT_EQ(withVlans ? 2 : 0, rows);
+            const std::string before = LoseTheRight(&program);
+            AddVlanAnyway(&program);
+            if (withVlans) {
+                TickVlans(page);
+                RemoveVlansAnyway(&program);
+            }
+            EXPECT_EQ(rows, drive::ListRowCount(drive::FindControl(page, L"1000")));
+            EXPECT_EQ(std::vector<std::wstring>(), Lines(ChangesOf(&program)));
+            EXPECT_EQ(before, MachineDump());
+        }
+    }
+}
+
 class CurrentDirectory : public MachineTest {
   protected:
+    using Names = std::vector<std::wstring>;
+
     void SetUp() override {
         LoadAndBuild(L"two-ports.txt");
-        for (const wchar_t* library : kLibraries)
+    }
+    void TearDown() override {
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager, kSafeSearch);
+        MachineTest::TearDown();
+    }
+    void Plant(const Names& libraries) {
+        for (const std::wstring& library : libraries)
             folder.copyIn(L"qvplanted.dll", library);
     }
-
-    // Planted libraries that were loaded by anybody.
-    std::vector<std::wstring> Loaded() const {
-        std::vector<std::wstring> loaded;
-        for (const wchar_t* library : kLibraries) {
-            if (folder.has(std::wstring(library) + L".loaded"))
-                loaded.push_back(library);
-        }
-        return loaded;
+    // The oldest Windows looks into the current directory before its own folders.
+    static void SearchAsTheOldestWindows() {
+        RegistrySet(kSessionManager, MachineValue::Number(kSafeSearch, 0));
+    }
+    static void CreateTeamIn(RunningProgram* program) {
+        program->tickRow(L"1002", 0);
+        program->tickRow(L"1002", 1);
+        program->click(L"1003");
+        program->click(L"1000");
+        program->waitText(L"1009", L"Select two NICs");
+        EXPECT_EQ(1u, program->rows(L"1004").size());
     }
 
-    // The last one exists nowhere else.
-    static constexpr const wchar_t* kLibraries[] = {
-        L"newdev.dll", L"setupapi.dll", L"cfgmgr32.dll",  L"comctl32.dll",
-        L"psapi.dll",  L"ole32.dll",    L"netcfgx.dll",   L"uxtheme.dll",
-        L"dwmapi.dll", L"version.dll",  L"cryptbase.dll", L"qvhelper.dll"};
+    // Planted libraries whose code was run by anybody.
+    Names Run(const Names& planted) const {
+        Names run;
+        for (const std::wstring& library : planted) {
+            if (folder.has(library + L".loaded"))
+                run.push_back(library);
+        }
+        return run;
+    }
+    // Those that the parts of Windows in the program get from the folder when they ask for them.
+    Names Given(RunningProgram* program, const Names& planted) const {
+        Names given;
+        for (const std::wstring& library : planted) {
+            std::wstring reply;
+            std::wstring error;
+            EXPECT_TRUE(drive::BenchAsk(program->process().id, L"load " + library, &reply, &error));
+            if (reply.find(folder.path()) != std::wstring::npos)
+                given.push_back(library);
+        }
+        return given;
+    }
+
+    // Loaded before the program's first instruction, which has no say in it: planted for the search that
+    // is usual today.
+    const Names kImported = {L"setupapi.dll", L"comctl32.dll", L"psapi.dll",
+                             L"ole32.dll",    L"uxtheme.dll",  L"version.dll"};
+    // Asked for when they are needed. The last one exists nowhere else.
+    const Names kNeeded = {L"newdev.dll", L"cfgmgr32.dll",  L"netcfgx.dll",
+                           L"dwmapi.dll", L"cryptbase.dll", L"qvhelper.dll"};
 
     ScratchFolder folder = ScratchFolder(L"planted");
+
+  private:
+    static constexpr wchar_t kSessionManager[] =
+        L"System\\CurrentControlSet\\Control\\Session Manager";
+    static constexpr wchar_t kSafeSearch[] = L"SafeDllSearchMode";
 };
 
 TEST_F(CurrentDirectory, IsLeftOutBeforeAnythingElse) {
@@ -192,33 +351,45 @@ TEST_F(CurrentDirectory, ThatCannotBeLeftOutIsNoReasonNotToStart) {
 }
 
 TEST_F(CurrentDirectory, GivesNoLibraryToTheProgram) {
-    RunningProgram program(L"", L"", folder.path());
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
-    program.click(L"1000");
-    program.waitText(L"1009", L"Select two NICs");
-    EXPECT_EQ(1u, program.rows(L"1004").size());
-    EXPECT_EQ(std::vector<std::wstring>(), Loaded());
-    // What the parts of Windows in this process ask for.
-    for (const wchar_t* library : kLibraries) {
-        std::wstring reply;
-        std::wstring error;
-        EXPECT_TRUE(drive::BenchAsk(program.process().id, std::wstring(L"load ") + library, &reply,
-                                    &error));
-        if (library == std::end(kLibraries)[-1])
-            EXPECT_EQ(L"error error 126", reply);
-        EXPECT_EQ(std::wstring::npos, reply.find(folder.path())) << testing::PrintToString(reply);
+    for (const Names& planted : {kImported, kNeeded}) {
+        Plant(planted);
+        RunningProgram program(L"", L"", folder.path());
+        CreateTeamIn(&program);
+        EXPECT_EQ(Names(), Given(&program, planted));
+        EXPECT_EQ(Names(), Run(planted));
+        LoadAndBuild(L"two-ports.txt");
     }
-    EXPECT_EQ(std::vector<std::wstring>(), Loaded());
 }
 
-// The same libraries where they are looked for: this test can see them.
+TEST_F(CurrentDirectory, GivesNoLibraryToTheProgramOnTheOldestWindows) {
+    Plant(kNeeded);
+    SearchAsTheOldestWindows();
+    RunningProgram program(L"", L"", folder.path());
+    CreateTeamIn(&program);
+    EXPECT_EQ(Names(), Given(&program, kNeeded));
+    EXPECT_EQ(Names(), Run(kNeeded));
+}
+
+// The same libraries where they are looked for: these tests can see each of them. Of the ones that Wine
+// has built in, it runs its own code under the planted name, so those leave no mark.
 TEST_F(CurrentDirectory, WouldGiveThemToAProgramThatDoesNotLeaveItOut) {
+    Plant(kNeeded);
+    SearchAsTheOldestWindows();
     RunningProgram program(L"fault SetDllDirectoryW 1 8", L"", folder.path());
-    program.waitDialog(1100);
-    EXPECT_EQ(folder.path() + L"\\qvhelper.dll", program.bench(L"load qvhelper.dll"));
-    EXPECT_EQ(std::vector<std::wstring>{L"qvhelper.dll"}, Loaded());
+    CreateTeamIn(&program);
+    EXPECT_EQ(kNeeded, Given(&program, kNeeded));
+    EXPECT_EQ((Names{L"netcfgx.dll", L"dwmapi.dll", L"cryptbase.dll", L"qvhelper.dll"}),
+              Run(kNeeded));
+}
+
+// What no folder of Windows has is taken from there today, too.
+TEST_F(CurrentDirectory, WouldGiveWhatIsMissingOnTheNewestWindows) {
+    Plant(kNeeded);
+    RunningProgram program(L"fault SetDllDirectoryW 1 8", L"", folder.path());
+    CreateTeamIn(&program);
+    const Names missing = {L"cryptbase.dll", L"qvhelper.dll"};
+    EXPECT_EQ(missing, Given(&program, kNeeded));
+    EXPECT_EQ(missing, Run(kNeeded));
 }
 
 class BlanksInPaths : public MachineTest {

@@ -198,6 +198,7 @@ static const std::map<std::string, std::set<std::string>> available = {
       "DestroyIcon",
       "DestroyWindow",
       "DialogBoxParamW",
+      "DisableProcessWindowsGhosting",
       "EnableWindow",
       "EndDialog",
       "GetDC",
@@ -273,6 +274,32 @@ static std::string Wide(const std::string& text) {
     for (char c : text)
         wide += std::string{c, '\0'};
     return wide;
+}
+
+// The wide texts of the image that end in `end`, in lower case, each from behind the zero before it.
+static std::set<std::string> WideTextsEndingIn(const std::string& end) {
+    const Bytes& file = ProgramFile();
+    const std::string wanted = Wide(end) + std::string(2, '\0');
+    auto same = [](BYTE byte, char c) { return static_cast<char>(tolower(byte)) == c; };
+    std::set<std::string> texts;
+    for (auto at = file.begin();; at++) {
+        at = std::search(at, file.end(), wanted.begin(), wanted.end(), same);
+        if (at == file.end())
+            return texts;
+        std::string text = end;
+        for (auto before = at; before - file.begin() >= 2; before -= 2) {
+            const unsigned unit = before[-2] | before[-1] << 8;
+            if (unit == 0)
+                break;
+            text.insert(text.begin(), unit < 0x80 ? static_cast<char>(tolower(unit)) : '?');
+        }
+        texts.insert(text);
+    }
+}
+
+// Under that name the system looks for it where its own libraries are.
+TEST(Executable, AsksForTheRunTimeLibraryByItsPlainName) {
+    EXPECT_EQ(std::set<std::string>{"newdev.dll"}, WideTextsEndingIn(".dll"));
 }
 
 class ReleasedExecutable : public testing::Test {

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <mutex>
 #include <set>
 
 GuardHooks g_guardHooks;
@@ -22,7 +23,7 @@ namespace {
 
 constexpr size_t kPage = 4096;
 constexpr size_t kArena = 1 << 20;  // the largest buffer that is bounced
-constexpr int kArenas = 4;          // a window that is asked for its text may be the product's own
+constexpr int kArenas = 8;          // a window that is asked for its text may be the product's own
 constexpr size_t kQuarantine = 512; // released blocks that stay forbidden
 constexpr DWORD kPoison = 0xDB;
 
@@ -31,6 +32,11 @@ struct Block {
     size_t span; // accessible, then one forbidden page
 };
 
+// A job's worker and the thread that draws the page call side by side. Behind it stands all that follows,
+// and the hooks; a real call is made without it.
+std::recursive_mutex g_lock;
+using Locked = std::lock_guard<std::recursive_mutex>;
+
 std::map<void*, Block> g_blocks;
 std::deque<Block> g_released;
 BYTE* g_core;
@@ -38,15 +44,15 @@ size_t g_coreSize;
 size_t g_codeSize;
 void (*g_fault)(const std::string&);
 BYTE* g_arenaEnds[kArenas];
-int g_arenasUsed;
+bool g_arenaTaken[kArenas];
 const ULONG_PTR* g_canary;
 
-// The text that the platform has filled last.
+// The text that the platform has filled last, for each thread.
 struct Filled {
     const WCHAR* text;
     size_t cch;
 };
-Filled g_filled;
+thread_local Filled g_filled;
 
 // ---- allocations
 
@@ -60,12 +66,14 @@ void* Allocate(size_t size, bool zeroed) {
     BYTE* block = base + span - size;
     if (!zeroed)
         memset(block, kPoison, size);
+    Locked locked(g_lock);
     g_blocks[block] = {base, span};
     g_guardCounts.blocks++;
     return block;
 }
 
 bool Release(void* block) {
+    Locked locked(g_lock);
     auto found = g_blocks.find(block);
     if (found == g_blocks.end())
         return false;
@@ -121,6 +129,7 @@ void WINAPI GuardedServersCoTaskMemFree(LPVOID block) {
 // ---- buffers
 
 void CountCall(Guard guard) {
+    Locked locked(g_lock);
     g_guardCounts.calls++;
     g_guardCounts.of[guard]++;
     if (g_guardHooks.beforeCall)
@@ -139,6 +148,20 @@ void BreakCanaries(void* buffer, size_t size) {
     }
 }
 
+// A free arena that holds as much, or -1.
+int TakeArena(size_t size) {
+    Locked locked(g_lock);
+    for (int arena = 0; arena < kArenas && size <= kArena; arena++) {
+        if (!g_arenaTaken[arena]) {
+            g_arenaTaken[arena] = true;
+            g_guardCounts.bounced++;
+            return arena;
+        }
+    }
+    g_guardCounts.unbounced++;
+    return -1;
+}
+
 // A buffer of the stated length in front of the guard page, for one call. What the product's buffer
 // holds is there before, and what it then holds goes back whole.
 class Bounce {
@@ -147,20 +170,19 @@ class Bounce {
         g_filled = {};
         if (buffer == nullptr)
             return;
-        if (size > kArena || g_arenasUsed == kArenas) {
-            g_guardCounts.unbounced++;
+        arena_ = TakeArena(size);
+        if (arena_ < 0)
             return;
-        }
-        g_guardCounts.bounced++;
         BreakCanaries(buffer, size);
-        at_ = g_arenaEnds[g_arenasUsed++] - size;
+        at_ = g_arenaEnds[arena_] - size;
         memcpy(at_, buffer, size);
     }
     ~Bounce() {
-        if (at_ == buffer_)
+        if (arena_ < 0)
             return;
         memcpy(buffer_, at_, size_);
-        g_arenasUsed--;
+        Locked locked(g_lock);
+        g_arenaTaken[arena_] = false;
     }
     Bounce(const Bounce&) = delete;
     Bounce& operator=(const Bounce&) = delete;
@@ -173,6 +195,7 @@ class Bounce {
     void* buffer_;
     void* at_;
     size_t size_;
+    int arena_ = -1;
 };
 
 decltype(&_vsnwprintf) g__vsnwprintf;
@@ -191,6 +214,7 @@ LONG WINAPI GuardedRegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LP
         result = g_RegQueryValueExW(key, name, reserved, type, single ? data : bounce.as<LPBYTE>(),
                                     size);
     }
+    Locked locked(g_lock);
     if (data == nullptr && result == ERROR_SUCCESS && g_guardHooks.afterSizeQuery)
         g_guardHooks.afterSizeQuery(key, name);
     return result;
@@ -248,6 +272,7 @@ BOOL WINAPI GuardedDeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD c
     Bounce bounce(out, cbOut);
     BOOL ok =
         g_DeviceIoControl(device, code, in, cbIn, bounce.as<LPVOID>(), cbOut, returned, overlapped);
+    Locked locked(g_lock);
     if (ok && g_guardHooks.afterQuery)
         g_guardHooks.afterQuery(bounce.as<BYTE*>(), cbOut, returned);
     return ok;
@@ -318,6 +343,7 @@ BOOL WINAPI GuardedEnumProcesses(DWORD* ids, DWORD size, DWORD* returned) {
     CountCall(GUARD_EnumProcesses);
     Bounce bounce(ids, size);
     BOOL ok = g_EnumProcesses(bounce.as<DWORD*>(), size, returned);
+    Locked locked(g_lock);
     if (ok && g_guardHooks.afterProcesses)
         g_guardHooks.afterProcesses(bounce.as<DWORD*>(), size / sizeof(DWORD), returned);
     return ok;
@@ -335,6 +361,7 @@ DWORD WINAPI GuardedGetModuleBaseNameW(HANDLE process, HMODULE module, LPWSTR na
     {
         Bounce bounce(name, cch * sizeof(WCHAR));
         length = g_GetModuleBaseNameW(process, module, bounce.as<LPWSTR>(), cch);
+        Locked locked(g_lock);
         if (length != 0 && g_guardHooks.afterProcessName)
             g_guardHooks.afterProcessName(bounce.as<WCHAR*>(), cch);
     }
@@ -381,15 +408,20 @@ void ExpectEnd(LPCWSTR text, const void* caller) {
     g_fault(std::string("a text without an end is compared, called from the product at ") + where);
 }
 
+void CountComparison(Guard guard) {
+    Locked locked(g_lock);
+    g_guardCounts.of[guard]++;
+}
+
 int WINAPI GuardedlstrcmpW(LPCWSTR one, LPCWSTR other) {
-    g_guardCounts.of[GUARD_lstrcmpW]++;
+    CountComparison(GUARD_lstrcmpW);
     ExpectEnd(one, __builtin_return_address(0));
     ExpectEnd(other, __builtin_return_address(0));
     return g_lstrcmpW(one, other);
 }
 
 int WINAPI GuardedlstrcmpiW(LPCWSTR one, LPCWSTR other) {
-    g_guardCounts.of[GUARD_lstrcmpiW]++;
+    CountComparison(GUARD_lstrcmpiW);
     ExpectEnd(one, __builtin_return_address(0));
     ExpectEnd(other, __builtin_return_address(0));
     return g_lstrcmpiW(one, other);
@@ -421,7 +453,8 @@ const char kPassedBy[] =
     "SetupDiSetDeviceRegistryPropertyW SetupDiSetSelectedDevice SetupFindFirstLineW "
     "SetupOpenInfFileW "
     "BroadcastSystemMessageW CheckDlgButton CreateDialogParamW CreateWindowExW DestroyIcon "
-    "DestroyWindow DialogBoxParamW EnableWindow EndDialog GetDC GetDlgItem "
+    "DestroyWindow DialogBoxParamW DisableProcessWindowsGhosting EnableWindow EndDialog GetDC "
+    "GetDlgItem "
     "GetSystemMetrics GetWindowLongPtrW InvalidateRect IsDlgButtonChecked IsWindowEnabled "
     "LoadImageW MessageBoxW PostMessageW RedrawWindow RegisterWindowMessageW ReleaseDC "
     "SendMessageW SetDlgItemTextW SetWindowLongPtrW SetWindowPos SetWindowTextW ShowWindow ";
@@ -478,6 +511,7 @@ void ExpectAllJudged() {
 }
 
 bool IsGuard(const BYTE* address) {
+    Locked locked(g_lock);
     for (const BYTE* end : g_arenaEnds) {
         if (address >= end && address < end + kPage)
             return true;
@@ -607,10 +641,12 @@ void GuardImports() {
 }
 
 size_t GuardedBlocks() {
+    Locked locked(g_lock);
     return g_blocks.size();
 }
 
 void ForgetGuardedBlocks() {
+    Locked locked(g_lock);
     g_blocks.clear();
 }
 

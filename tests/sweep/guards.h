@@ -61,7 +61,7 @@ struct GuardCounts {
     ULONGLONG unbounced = 0; // larger than the guarded area: filled directly
 };
 
-// What happens between the product's calls. Buffers come as they are to be seen: behind the call, of the
+// What happens between the product's calls, one at a time, on the thread that calls. Buffers come as they are to be seen: behind the call, of the
 // stated length.
 struct GuardHooks {
     std::function<void()> beforeCall;                  // before each guarded call

@@ -402,6 +402,14 @@ bool HasFullTeam(uint64_t seed) {
     return seed % kRound == 17;
 }
 
+bool HasPressedButtons(uint64_t seed) {
+    return seed % 10 == 5;
+}
+
+bool LacksProtocol(uint64_t seed) {
+    return seed % 20 == 5;
+}
+
 HostileMachine MakeHostileMachine(uint64_t seed, const Machine& plain) {
     const bool isFull = HasFullAdapter(seed) || HasFullTeam(seed);
     Dice dice(seed);
@@ -413,6 +421,8 @@ HostileMachine MakeHostileMachine(uint64_t seed, const Machine& plain) {
     unsigned mildness = dice.oneIn(2) ? 1 : 6;
     dice.setMildness(isFull ? kSoundMildness : mildness);
     SetUpSystem(dice, &made.machine);
+    if (LacksProtocol(seed))
+        made.machine.protocolInstalled = false;
     dice.setMildness(mildness);
     if (isFull)
         AddFullHost(dice, HasFullTeam(seed), &made);
@@ -429,17 +439,19 @@ HostileMachine MakeHostileMachine(uint64_t seed, const Machine& plain) {
             known.push_back(adapter.name);
         made.machine.adapters.push_back(adapter);
     }
+    // Any record stands below the protocol's key, which says that the protocol is installed.
+    const bool hasRecords = !LacksProtocol(seed);
     unsigned teams = dice.oneIn(8) ? 5 : dice.below(3);
-    for (teams += manyMembers; teams > 0; teams--)
+    for (teams = hasRecords ? teams + manyMembers : 0; teams > 0; teams--)
         AddTeam(dice, &made, &known, manyMembers ? kMostMembers + 1 : 1 + dice.below(3));
-    if (!known.empty() && dice.oneIn(3))
+    if (hasRecords && !known.empty() && dice.oneIn(3))
         AddVlans(dice, &made, known.front(), 1 + dice.below(4));
     if (!made.machine.teams.empty() && dice.oneIn(3))
         AddVlans(dice, &made, made.machine.teams.back().name, 1 + dice.below(4));
     if (ports < 12)
         AddComponents(dice, &made.machine);
     // The last record decides whether a team's VLAN goes, also one that is in no team.
-    for (unsigned count = HasFullTeam(seed) ? 0 : dice.below(6); count > 0; count--)
+    for (unsigned count = HasFullTeam(seed) || !hasRecords ? 0 : dice.below(6); count > 0; count--)
         AddRecord(dice, &made.machine);
     return made;
 }

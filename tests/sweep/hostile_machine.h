@@ -67,6 +67,10 @@ struct HostileMachine {
 constexpr unsigned kRound = 40;
 bool HasFullAdapter(uint64_t seed);
 bool HasFullTeam(uint64_t seed);
+// One in ten is worked on through the buttons of the page, so that jobs run on their worker behind the
+// wait dialog; one in twenty also lacks the teaming protocol, which the button then installs.
+bool HasPressedButtons(uint64_t seed);
+bool LacksProtocol(uint64_t seed);
 
 //   plain  a healthy machine, of which only INFs and settings are kept
 HostileMachine MakeHostileMachine(uint64_t seed, const Machine& plain);

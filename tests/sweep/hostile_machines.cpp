@@ -56,6 +56,10 @@ enum Deed {
     IMAGE_PATHS,
     TEAMS_CREATED,
     TEAMS_REMOVED,
+    JOBS_PRESSED,
+    TEAMS_PRESSED,
+    REMOVALS_PRESSED,
+    PROTOCOLS_PRESSED,
     VLANS_ADDED,
     VLANS_REMOVED,
     FULL_ADAPTERS,
@@ -80,6 +84,10 @@ const Demand kDemands[DEEDS] = {
     {"hostile image paths shown", 4},
     {"teams created", 14},
     {"teams removed", 25},
+    {"jobs run by a worker behind the wait dialog", 20},
+    {"teams created at the press of a button", 2},
+    {"teams removed at the press of a button", 2},
+    {"protocols installed at the press of a button", 2},
     {"VLANs added", 25},
     {"VLANs removed", 20},
     {"adapters with more VLANs than rows worked on", 1},
@@ -281,9 +289,15 @@ void ExpectTables(PageHost& page) {
         expectRow(g_teamAdapters[row], g_teamAdapterDetails[row]);
 }
 
+// A modal box disables the window around the page, not the page.
+void ExpectNoModalBox(PageHost& page) {
+    Expect(IsWindow(page.window()) && IsWindowEnabled(page.window()), "the page is disabled");
+    Expect(IsWindowEnabled(GetAncestor(page.window(), GA_ROOT)), "the page's window is disabled");
+}
+
 void ExpectUsable(PageHost& page) {
     Step("page used again");
-    Expect(IsWindow(page.window()) && IsWindowEnabled(page.window()), "the page is disabled");
+    ExpectNoModalBox(page);
     Expect(OnInitDialog(page.window()) == 1, "the page is not rebuilt");
     ExpectTables(page);
     Expect(!page.text(IDC_TEAM_NAME).empty(), "no team name proposed");
@@ -540,8 +554,28 @@ std::vector<int> TickSome(PageHost& page, int list, Dice& dice, unsigned wanted)
     return std::vector<int>(ticked.begin(), ticked.end());
 }
 
+// How a job of the page is run: at its button, or by the worker's routine alone.
+enum Way { PRESSED, CALLED };
+
+// What a press leaves behind, however its job ends.
+void ExpectPressOver(PageHost& page) {
+    const Events journal = Journal();
+    const std::vector<std::wstring> dialogs = Lines(journal, {L"dialog-open", L"dialog-close"});
+    Expect(dialogs == std::vector<std::wstring>{L"dialog-open 1104", L"dialog-close 1104"},
+           "not one wait dialog");
+    Expect(!IsWindow(page.data()->hWaitDlg), "the wait dialog stays");
+    Expect(page.data()->createPending == 0 && page.data()->removePending == 0, "a job is pending");
+    Done(JOBS_PRESSED, dialogs.size() / 2);
+    Done(PROTOCOLS_PRESSED, Texts(journal, L"netcfg-install").size());
+}
+
+bool HasStatus(const wchar_t* status) {
+    const std::vector<std::wstring> shown = Texts(Journal(), L"status");
+    return std::find(shown.begin(), shown.end(), status) != shown.end();
+}
+
 // True when the team stands.
-bool TryCreation(PageHost& page, Dice& dice) {
+bool TryCreation(PageHost& page, Way way, Dice& dice) {
     static const int boxes[] = {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP};
     TickSome(page, IDC_NIC_LIST, dice, dice.oneIn(8) ? 9 : 2 + dice.below(3));
     page.tick(boxes[dice.below(3)]);
@@ -549,8 +583,17 @@ bool TryCreation(PageHost& page, Dice& dice) {
     if (dice.oneIn(3))
         page.setText(IDC_TEAM_NAME, Typed(HostileText(dice)));
     ClearJournal();
-    const bool created = CreateTeam(page.window()) == 1;
-    Done(TEAMS_CREATED, created && Journalled(L"device-install") != 0);
+    bool created;
+    if (way == PRESSED) {
+        page.command(IDC_CREATE_TEAM);
+        ExpectPressOver(page);
+        created = HasStatus(L"\"Team Created.\"");
+    } else {
+        created = CreateTeam(page.window()) == 1;
+    }
+    const bool installed = created && Journalled(L"device-install") != 0;
+    Done(TEAMS_CREATED, installed);
+    Done(TEAMS_PRESSED, installed && way == PRESSED);
     if (g_log && !created)
         fprintf(stderr, "  not created: %ls\n", page.text(IDC_STATUS).substr(0, 40).c_str());
     PageHost::Pump();
@@ -558,19 +601,35 @@ bool TryCreation(PageHost& page, Dice& dice) {
     return created;
 }
 
-void TeamAndRemove(PageHost& page, Dice& dice) {
-    Step("team created");
-    for (int tries = 0; tries < 3 && !TryCreation(page, dice); tries++)
-        Expect(IsWindowEnabled(page.window()), "the page is disabled");
-
-    Step("teams removed");
+void RemoveSome(PageHost& page, Way way, Dice& dice) {
     TickSome(page, IDC_TEAM_LIST, dice, 1 + dice.below(3));
     ClearJournal();
     const int before = page.rows(IDC_TEAM_LIST);
-    if (RemoveTeam(page.window()) == REMOVE_DONE && page.rows(IDC_TEAM_LIST) < before)
-        Done(TEAMS_REMOVED, Less(before - page.rows(IDC_TEAM_LIST), Journalled(L"device-remove")));
+    bool removed;
+    if (way == PRESSED) {
+        page.command(IDC_REMOVE_TEAM);
+        ExpectPressOver(page);
+        removed = HasStatus(L"\"Team Removed.\"");
+    } else {
+        removed = RemoveTeam(page.window()) == REMOVE_DONE;
+    }
+    if (removed && page.rows(IDC_TEAM_LIST) < before) {
+        const ULONGLONG teams =
+            Less(before - page.rows(IDC_TEAM_LIST), Journalled(L"device-remove"));
+        Done(TEAMS_REMOVED, teams);
+        Done(REMOVALS_PRESSED, way == PRESSED ? teams : 0);
+    }
     PageHost::Pump();
     ExpectTables(page);
+}
+
+void TeamAndRemove(PageHost& page, Way way, Dice& dice) {
+    Step("team created");
+    for (int tries = 0; tries < 3 && !TryCreation(page, way, dice); tries++)
+        ExpectNoModalBox(page);
+
+    Step("teams removed");
+    RemoveSome(page, way, dice);
 }
 
 void Operate(uint64_t seed, const std::wstring& fullHost, Disturbance* disturbance) {
@@ -583,7 +642,7 @@ void Operate(uint64_t seed, const std::wstring& fullHost, Disturbance* disturban
         ShowFullHost(page, fullHost, dice);
     disturbance->sleeps = false;
     ShowSheets(page, dice);
-    TeamAndRemove(page, dice);
+    TeamAndRemove(page, HasPressedButtons(seed) ? PRESSED : CALLED, dice);
     ExpectUsable(page);
 }
 
