@@ -12,7 +12,7 @@
 
 constexpr UINT WM_STEP = WM_APP + 1;
 constexpr int kOpenings = 200;
-constexpr int kSettled = 10; // what is loaded and cached once is there by then
+constexpr int kSettled = 10;   // what is loaded and cached once is there by then
 constexpr size_t kSlack = 256; // bytes that the platform may keep
 
 // Acts on a modal sheet from inside its own message loop.

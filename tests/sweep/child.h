@@ -3,7 +3,7 @@
 //   left-out CALL COUNT REASON, unknown CALL
 //   calls COUNT            all of a run without a fault
 //   begin INDEX            of the plan's run
-//   leak INDEX TEXT, wrong INDEX TEXT
+//   leak INDEX TEXT, wrong INDEX TEXT, slow INDEX TEXT
 //   crash TEXT, hang TEXT  of the run that has begun
 //   unmet INDEX            the call was not made so often
 //   fresh                  another process has to go on

@@ -16,7 +16,8 @@ constexpr DWORD kNoLock = 0x8004A024;
 constexpr DWORD kNoSuchDevice = 0xE000020B;
 constexpr DWORD kKeyDoesNotExist = 0xE0000204;
 
-// A count or a size of 0 tells the failure of some; all others set or return the error.
+// A count or a size of 0 tells the failure of some; all others set or return the error. S_FALSE is a
+// success that gives nothing.
 const Known kKnown[] = {
     {"AllocateAndInitializeSid", {ERROR_NOT_ENOUGH_MEMORY}},
     {"BroadcastSystemMessageW", {ERROR_ACCESS_DENIED}},
@@ -60,17 +61,17 @@ const Known kKnown[] = {
     {"INetCfg::QueryInterface", {kOutOfMemory}},
     {"INetCfg::QueryNetCfgClass", {kOutOfMemory}},
     {"INetCfg::Uninitialize", {kFailed}},
-    {"INetCfgBindingInterface::GetUpperComponent", {kFailed, kOutOfMemory}},
+    {"INetCfgBindingInterface::GetUpperComponent", {kFailed, S_FALSE, kOutOfMemory}},
     {"INetCfgBindingPath::Enable", {kFailed, kNoLock}},
-    {"INetCfgBindingPath::EnumBindingInterfaces", {kOutOfMemory}},
+    {"INetCfgBindingPath::EnumBindingInterfaces", {S_FALSE, kOutOfMemory}},
     {"INetCfgBindingPath::GetPathToken", {kOutOfMemory}},
-    {"INetCfgClass::EnumComponents", {kOutOfMemory}},
+    {"INetCfgClass::EnumComponents", {S_FALSE, kOutOfMemory}},
     {"INetCfgClassSetup::Install", {0x80070005, 0x800F0203, 0x800704C7}},
     {"INetCfgComponent::GetCharacteristics", {kFailed}},
     {"INetCfgComponent::GetId", {kOutOfMemory}},
     {"INetCfgComponent::GetInstanceGuid", {kFailed}},
     {"INetCfgComponent::QueryInterface", {kOutOfMemory}},
-    {"INetCfgComponentBindings::EnumBindingPaths", {kOutOfMemory}},
+    {"INetCfgComponentBindings::EnumBindingPaths", {S_FALSE, kOutOfMemory}},
     {"INetCfgLock::AcquireWriteLock", {S_FALSE, kFailed}},
     {"INetCfgLock::ReleaseWriteLock", {kFailed}},
     {"ImageList_Create", {ERROR_NOT_ENOUGH_MEMORY}},

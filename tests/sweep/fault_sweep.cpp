@@ -37,7 +37,7 @@ struct Score {
     unsigned long calls = 0;
     size_t runs = 0;
     size_t crashes = 0;
-    size_t hangs = 0;
+    std::set<size_t> hangs; // runs
     std::set<size_t> leaks; // runs
     std::set<size_t> wrong;
     bool broken = false;
@@ -165,7 +165,10 @@ class Sweep {
             }
             if (kind == "crash" || kind == "hang") {
                 note(faultText(next - 1) + Sentence(line));
-                (kind == "crash" ? score_.crashes : score_.hangs)++;
+                if (kind == "crash")
+                    score_.crashes++;
+                else
+                    score_.hangs.insert(next - 1);
                 accounted = true;
                 continue;
             }
@@ -178,10 +181,13 @@ class Sweep {
                 score_.wrong.insert(index);
                 note(faultText(index) + "was not met");
             } else {
-                (kind == "leak" ? score_.leaks : score_.wrong).insert(index);
+                (kind == "leak"   ? score_.leaks
+                 : kind == "slow" ? score_.hangs
+                                  : score_.wrong)
+                    .insert(index);
                 std::string text;
                 std::getline(words, text);
-                note(faultText(index) + kind + ":" + Sentence(text));
+                note(faultText(index) + (kind == "slow" ? "hang" : kind) + ":" + Sentence(text));
             }
         }
         if (!ended && begun && silent_ != next - 1) {
@@ -190,7 +196,7 @@ class Sweep {
             score_.runs--;
         } else if (!ended && begun) {
             note(faultText(next - 1) + "hang: without a word, twice");
-            score_.hangs++;
+            score_.hangs.insert(next - 1);
         } else if (code != 0 && !accounted && begun) {
             note(faultText(next - 1) + "crash: ended with " + std::to_string(code));
             score_.crashes++;
@@ -271,12 +277,12 @@ int main(int argc, char** argv) {
         const ULONGLONG begin = GetTickCount64();
         const Score score = Sweep(options, operation, &log).run();
         printf("%s%s\t%lu\t%zu\t%zu\t%zu\t%zu\t%zu\t%.0f\n", operation.c_str(),
-               score.broken ? " (broken)" : "", score.calls, score.runs, score.crashes, score.hangs,
-               score.leaks.size(), score.wrong.size(),
+               score.broken ? " (broken)" : "", score.calls, score.runs, score.crashes,
+               score.hangs.size(), score.leaks.size(), score.wrong.size(),
                static_cast<double>(GetTickCount64() - begin) / 1000);
         fflush(stdout);
-        clean = clean && !score.broken && score.crashes + score.hangs == 0 && score.leaks.empty() &&
-                score.wrong.empty();
+        clean = clean && !score.broken && score.crashes == 0 && score.hangs.empty() &&
+                score.leaks.empty() && score.wrong.empty();
     }
     return clean ? 0 : 1;
 }

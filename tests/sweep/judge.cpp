@@ -171,12 +171,14 @@ Facts Renamed(const Facts& facts, const std::string& what, const std::string& wi
     return renamed;
 }
 
-// Facts without those of these adapters.
+// Facts without those of these adapters. One that has no GUID goes by its number, which means nothing
+// by itself.
 Facts WithoutAdapters(const Facts& facts, const std::set<std::string>& adapters) {
     Facts left;
     for (const auto& fact : facts) {
         if (std::none_of(adapters.begin(), adapters.end(), [&](const std::string& guid) {
-                return fact.first.find(guid) != fact.first.npos;
+                return fact.first.find(guid[0] == '{' ? guid : "ROOT\\NET\\" + guid) !=
+                       fact.first.npos;
             }))
             left.insert(fact);
     }
@@ -201,10 +203,10 @@ struct Allowance {
     std::vector<std::string> unruled;
 };
 
-Allowance AllowanceOf(const std::vector<CallSeen>& faults) {
+Allowance AllowanceOf(const std::string& operation, const std::vector<CallSeen>& faults) {
     Allowance allowance;
     for (const CallSeen& fault : faults) {
-        const FaultRule* rule = RuleOf(fault);
+        const FaultRule* rule = RuleOf(operation, fault);
         if (rule == nullptr) {
             allowance.unruled.push_back(fault.text());
             continue;
@@ -264,11 +266,11 @@ void JudgeOpen(const std::map<std::string, int>& open, const std::map<std::strin
 void JudgeWindows(const Observed& run, bool waitOpen, Complaints* complaints) {
     if (run.waitWindow && !waitOpen)
         complaints->push_back({Complaint::Wrong, "the please-wait window is left open"});
-    if (!run.pageEnabled)
-        complaints->push_back({Complaint::Wrong, "the page stays disabled"});
+    for (const std::string& page : run.unusable)
+        complaints->push_back({Complaint::Wrong, page + " stays disabled"});
     if (run.benchMilliseconds > kLongestWait)
-        complaints->push_back({Complaint::Wrong, "waited " + std::to_string(run.benchMilliseconds) +
-                                                     " ms of bench time"});
+        complaints->push_back({Complaint::Hang, "waited " + std::to_string(run.benchMilliseconds) +
+                                                    " ms of bench time"});
 }
 
 // The facts of what an operation is not about, as lines.
@@ -283,8 +285,7 @@ std::set<std::string> Bystanders(const Facts& facts) {
 
 // What the next press of the operation's button begins with: the machine, and what is listed.
 Facts StateOf(const std::string& operation, const Facts& facts) {
-    const bool rebuilds = operation == "start-up" || operation == "refresh" ||
-                          operation.find("-properties") != operation.npos;
+    const bool rebuilds = ReadsListsAnew(operation);
     Facts state;
     for (const auto& fact : facts) {
         const bool listed = Begins(fact.first, "page\\list\\") || fact.first == "page\\proposed" ||
@@ -295,6 +296,17 @@ Facts StateOf(const std::string& operation, const Facts& facts) {
             state.insert(fact);
     }
     return state;
+}
+
+// Whether the state justifies that an outcome comes again.
+bool MayComeAgain(const OutcomeRule& outcome, const Baseline& baseline, const Observed& run,
+                  const Observed& again) {
+    if ((outcome.deviations & kAgainUnticked) != 0)
+        return again.ticked == 0;
+    return (outcome.deviations & kAgainForgotten) != 0 &&
+           std::any_of(baseline.before.begin(), baseline.before.end(), [&](const auto& fact) {
+               return EndsWith(fact.first, "\\VlanBinding") && run.facts.count(fact.first) == 0;
+           });
 }
 
 // The same press without a fault, on what is neither the machine before nor the one behind a success:
@@ -315,7 +327,8 @@ std::string NotBetween(const std::string& operation, const Baseline& baseline, c
         return wrong.empty();
     };
     for (const Observed* expected : {&baseline.first, &baseline.again}) {
-        if (told.texts != Sorted(expected->texts).texts)
+        if (told.texts != Sorted(expected->texts).texts ||
+            (again.ticked == 0) != (expected->ticked == 0))
             continue;
         const std::set<std::string> strays =
             Without(VirtualAdapters(run.facts), VirtualAdapters(baseline.before));
@@ -342,8 +355,9 @@ std::string NotBetween(const std::string& operation, const Baseline& baseline, c
             return "";
     }
     for (const OutcomeRule* outcome : OutcomesOf(operation)) {
-        if ((outcome->deviations & kAgain) != 0 && Matches(outcome->texts, told.texts, 0, false) &&
-            fits(run.facts, baseline.first.facts, again.facts, outcome->deviations))
+        if (MayComeAgain(*outcome, baseline, run, again) &&
+            Matches(outcome->texts, told.texts, 0, false) &&
+            fits(run.facts, baseline.first.facts, again.facts, outcome->deviations & kRecords))
             return "";
     }
     return nearest;
@@ -354,7 +368,7 @@ std::string NotBetween(const std::string& operation, const Baseline& baseline, c
 Complaints JudgeRun(const std::string& operation, const Baseline& baseline,
                     const PlannedFault& fault, const Observed& run, unsigned* allowed) {
     Complaints complaints;
-    Allowance allowance = AllowanceOf(run.faults);
+    Allowance allowance = AllowanceOf(operation, run.faults);
     for (const std::string& unruled : allowance.unruled)
         complaints.push_back({Complaint::Wrong, "nothing is said of a failing " + unruled});
     if (allowance.goesOn)
@@ -466,6 +480,15 @@ Complaints JudgeBaseline(const std::string& operation, const Baseline& baseline)
     clean.first.open = usual;
     Complaints complaints = JudgeRun(operation, clean, none, baseline.first, &allowed);
     JudgeOpen(baseline.again.open, usual, 0, &complaints);
+    for (const Observed* run : {&baseline.first, &baseline.again}) {
+        for (const auto& fact : run->facts) {
+            if (Begins(fact.first, "unusable\\"))
+                complaints.push_back({Complaint::Wrong, fact.first + " " + fact.second});
+        }
+    }
+    if (!ReadsListsAnew(operation) &&
+        StateOf(operation, baseline.before) == StateOf(operation, baseline.first.facts))
+        complaints.push_back({Complaint::Wrong, "nothing was done"});
     const std::set<std::string> others = Bystanders(baseline.before);
     if (others != Bystanders(baseline.first.facts) || others != Bystanders(baseline.again.facts))
         complaints.push_back({Complaint::Wrong, "bystanders are not left alone"});

@@ -15,8 +15,9 @@ struct Observed {
     std::map<std::string, int> open; // what is still open, by kind; only what is not 0
     std::vector<CallSeen> faults;
     UINT64 benchMilliseconds = 0;
-    bool waitWindow = false; // a please-wait window is left
-    bool pageEnabled = true;
+    bool waitWindow = false;           // a please-wait window is left
+    std::vector<std::string> unusable; // pages that cannot be used
+    int ticked = 0;                    // rows that the press was about
     unsigned long calls = 0;
 };
 
@@ -28,7 +29,7 @@ struct Baseline {
 };
 
 struct Complaint {
-    enum Kind { Leak, Wrong } kind;
+    enum Kind { Leak, Wrong, Hang } kind;
     std::string text;
 };
 using Complaints = std::vector<Complaint>;

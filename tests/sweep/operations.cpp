@@ -129,8 +129,12 @@ void TwoTeams(Machine* machine) {
     AddTeam(L"Beta", {L"port2", L"port3"}, machine);
 }
 
+// An adapter has a VLAN page where it cannot be teamed.
 template <int Vlans> void OnePort(Machine* machine) {
     Ports(1, machine);
+    machine->windows = L"5.1";
+    machine->newDev = {L"InstallSelectedDriver"};
+    machine->adapters[0].values.push_back(MachineValue::Text(L"TCPOffload", L"1"));
     for (DWORD vlan = 1; vlan <= Vlans; vlan++)
         AddVlan(L"port0", vlan * 10, L"V" + std::to_wstring(vlan), machine);
 }
@@ -151,6 +155,7 @@ void OffloadOnXp(Machine* machine) {
 void OpenPage(Stage* stage) {
     if (stage->page != nullptr) {
         EnableWindow(stage->page->window(), TRUE);
+        EnableWindow(GetAncestor(stage->page->window(), GA_ROOT), TRUE);
         for (int box : {IDC_ACTIVE_BACKUP, IDC_TX_LOAD_BALANCING, IDC_LACP, IDC_FAILBACK})
             stage->page->tick(box, false);
         OnInitDialog(stage->page->window());
@@ -174,7 +179,15 @@ template <int Count> void OpenToCreate(Stage* stage) {
     stage->page->tick(Count == 2 ? IDC_ACTIVE_BACKUP : IDC_LACP);
 }
 
+int Ticked(const PageHost& page, int list) {
+    int ticked = 0;
+    for (int row = 0; row < page.rows(list); row++)
+        ticked += page.rowTicked(list, row);
+    return ticked;
+}
+
 void PressCreate(Stage* stage) {
+    stage->ticked = Ticked(*stage->page, IDC_NIC_LIST);
     stage->page->command(IDC_CREATE_TEAM);
 }
 
@@ -184,6 +197,7 @@ template <int Count> void OpenToRemove(Stage* stage) {
 }
 
 void PressRemove(Stage* stage) {
+    stage->ticked = Ticked(*stage->page, IDC_TEAM_LIST);
     stage->page->command(IDC_REMOVE_TEAM);
 }
 
@@ -261,18 +275,27 @@ void OpenVlansOfTeam(Stage* stage) {
     OpenVlans(stage, {-1, 0});
 }
 
+// Nobody can press a button that is disabled. A fact that no outcome allows tells of it.
+void PressVlanButton(Stage* stage, int id) {
+    if (IsUsable(stage->vlans->control(id)))
+        stage->vlans->command(id);
+    else
+        stage->shown["unusable\\" + std::to_string(id)] = "when it was to be pressed";
+}
+
 void AddVlan777(Stage* stage) {
     stage->vlans->owner().play({[](HWND dialog) {
                                     TypeInto(GetDlgItem(dialog, IDC_VLAN_ID), L"777");
                                     TypeInto(GetDlgItem(dialog, IDC_VLAN_NAME), L"New");
                                 },
                                 [](HWND dialog) { ClickIn(dialog, IDOK); }});
-    stage->vlans->command(IDC_ADD_VLAN);
+    PressVlanButton(stage, IDC_ADD_VLAN);
 }
 
 template <int Row> void RemoveVlan(Stage* stage) {
     stage->vlans->tick({Row});
-    stage->vlans->command(IDC_REMOVE_VLAN);
+    stage->ticked = Row < stage->vlans->rows();
+    PressVlanButton(stage, IDC_REMOVE_VLAN);
 }
 
 } // namespace
@@ -331,6 +354,19 @@ const Operation* FindOperation(const std::string& name) {
     return nullptr;
 }
 
+bool ReadsListsAnew(const std::string& operation) {
+    return operation == "start-up" || operation == "refresh" ||
+           operation.find("-properties") != operation.npos;
+}
+
+bool IsUsable(HWND control) {
+    for (HWND window = control; window != nullptr; window = GetAncestor(window, GA_PARENT)) {
+        if (!IsWindowEnabled(window))
+            return false;
+    }
+    return true;
+}
+
 bool IsOfBystander(const std::string& path) {
     return path.find(kBystander) != path.npos;
 }
@@ -344,6 +380,9 @@ Facts ShownFacts(const Stage& stage) {
             shown["vlans\\" + NarrowText(stage.vlans->cell(row, 1))] =
                 NarrowText(stage.vlans->cell(row, 0));
         shown["vlans\\count"] = std::to_string(stage.vlans->list()->numVlans);
+        for (int id : {IDC_ADD_VLAN, IDC_REMOVE_VLAN})
+            shown["vlans\\button\\" + std::to_string(id)] =
+                stage.vlans->enabled(id) ? "enabled" : "disabled";
     }
     return shown;
 }

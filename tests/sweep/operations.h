@@ -18,7 +18,8 @@ using Facts = std::map<std::string, std::string>;
 struct Stage {
     std::unique_ptr<PageHost> page;
     std::unique_ptr<VlanPageHost> vlans;
-    Facts shown; // of a sheet that has been closed again
+    Facts shown; // of a sheet that has been closed again, and of a button that could not be pressed
+    int ticked = 0; // rows that the last press was about
 };
 
 struct Operation {
@@ -31,6 +32,12 @@ struct Operation {
 
 const std::vector<Operation>& Operations();
 const Operation* FindOperation(const std::string& name);
+
+// Whether what an operation begins with is the machine alone: it reads the lists anew.
+bool ReadsListsAnew(const std::string& operation);
+
+// Whether a control and all windows about it can be used.
+bool IsUsable(HWND control);
 
 // Whether a fact of the machine is about an adapter that no operation is about.
 bool IsOfBystander(const std::string& path);

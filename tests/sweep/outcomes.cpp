@@ -64,8 +64,8 @@ const OutcomeRule kOutcomes[] = {
                 "vlans to continue  "},
      false,
      kRecords | kLeftVirtual},
-    // Pressed on a page where nothing is ticked any more.
-    {"create-* install-*", "stopped", {CREATING}, false, kAgain},
+    // Pressed on a page where nothing is ticked any more. A failed creation keeps what is ticked.
+    {"create-* install-*", "stopped", {CREATING}, false, kAgainUnticked},
     // The members before the one that failed keep their bindings off.
     {"create-2 create-2-windows-2003 create-8 install-*", "silent", {CREATING}, false, kBindings},
     {"create-2-vlans create-8-vlans",
@@ -113,7 +113,7 @@ const OutcomeRule kOutcomes[] = {
      {REMOVING, "status Could not remove vlans from the Team.  Try manually removing the vlans to "
                 "continue  "},
      false,
-     kRecords | kLeftVirtual | kAgain},
+     kRecords | kLeftVirtual},
     {"remove-*", "no-thread", {REMOVING, "status Cannot Remove Team at this time."}, false, 0},
 
     // One VLAN more. What was made and could not be finished stays.
@@ -151,11 +151,18 @@ const OutcomeRule kOutcomes[] = {
      {"box \"Warning\" \"The following entries"},
      true,
      0},
-    {"adapter-remove-* team-remove-*",
+    {"adapter-remove-first-vlan adapter-remove-second-vlan team-remove-*",
      "stays",
      {"box \"Warning\" \"The following entries"},
      false,
-     kRecords | kConnection | kAgain},
+     kRecords | kConnection},
+    // An adapter's last VLAN is forgotten before its device goes, and from no list at all nothing can be
+    // taken. Where a list is left, or another team's member comes last, the next press goes on.
+    {"adapter-remove-last-vlan",
+     "stays",
+     {"box \"Warning\" \"The following entries"},
+     false,
+     kRecords | kConnection | kAgainForgotten},
     {"adapter-remove-* team-remove-*", "cancelled", {}, false, 0},
     {"adapter-remove-* team-remove-*",
      "not-administrator",
@@ -209,8 +216,8 @@ const FaultRule kFaults[] = {
     {"OnInitDialog", "*", "", true, kRows},
 
     // The maker's file: the one that is meant, or another one.
-    {"InfMatches: oem3.inf", "*", "no-inf not-added", false, kAnyError},
-    {"InfMatches: oem4.inf", "*", "no-protocol", false, kConfigOpen},
+    {"InfMatches: oem3.inf", "*", "no-inf not-added", false, kAnyError, "GetMiniportInf"},
+    {"InfMatches: oem4.inf", "*", "no-protocol", false, kConfigOpen, "GetProtocolInf"},
     {"InfMatches", "*", "", true, 0},
     {"FindInf: QV_QVTEAMMP", "FindNextFileW", "no-inf not-added", true, kAnyError},
     {"FindInf: QV_QVTEAMMP", "*", "no-inf not-added", false, kAnyError},
@@ -235,7 +242,7 @@ const FaultRule kFaults[] = {
     {"HrReleaseINetCfg", "*", "", true, kLockKept},
     {"HrGetINetCfg", "*", "silent", false, 0, "CreateTeam.6"},
     // Where nobody can tell, the protocol counts as installed.
-    {"HrGetINetCfg", "*", "", true, kProtocol | kBindings, "IsProtocolDriverInstalled"},
+    {"HrGetINetCfg", "*", "", true, kProtocol | kBindings, "InstallProtocolDriver"},
     {"HrGetINetCfg", "*", "", true, kBindings},
     {"EnableProtocolNicBindings", "INetCfg::QueryNetCfgClass INetCfgClass::EnumComponents",
      "silent", false, 0, "CreateTeam.6"},
@@ -246,6 +253,10 @@ const FaultRule kFaults[] = {
     {"WriteIntoTeamRegistry", "*", "", true, kRecords | kRows},
 
     // The virtual adapter.
+    // Where 5.x has one route only, whatever fails on it ends the installation, and so does a version
+    // that is not known.
+    {"InstallSelectedDriverForWinXPS03", "*", "not-added", false, 0, nullptr, "adapter-add-*"},
+    {"cmdUpdate", "GetVersionExW", "not-added", false, kAnyError, nullptr, "adapter-add-*"},
     {"cmdUpdate", "GetVersionExW", "", true, 0},
     // The forced update takes in every adapter of the hardware id.
     {"cmdUpdate", "GetProcAddress", "not-installed not-added", true,
@@ -266,6 +277,9 @@ const FaultRule kFaults[] = {
      kMember | kRecords | kVirtualValues | kVlanRows | kForeign},
     {"cmdInstall", "CLSIDFromString", "not-updated", true,
      kMember | kRecords | kVirtualValues | kVlanRows | kForeign},
+    // What cannot be taken away again stays.
+    {"cmdInstall", "SetupDiCallClassInstaller", "not-added", false, kVirtualDevice | kForeign,
+     nullptr, "adapter-add-*"},
     {"cmdInstall", "*", "not-installed not-added", false, kAddress},
     {"RemoveNICRegistrySettings", "*", "", true, kAddress},
 
@@ -364,27 +378,33 @@ bool HasWord(const std::string& words, const std::string& word) {
     return false;
 }
 
+// `names`: names of operations, or beginnings and '*'.
+static bool IsOneOf(const std::string& names, const std::string& operation) {
+    std::istringstream all(names);
+    for (std::string name; all >> name;) {
+        const bool any = name.back() == '*';
+        if (any ? Begins(operation, name.substr(0, name.size() - 1)) : operation == name)
+            return true;
+    }
+    return false;
+}
+
 std::vector<const OutcomeRule*> OutcomesOf(const std::string& operation) {
     std::vector<const OutcomeRule*> outcomes;
     for (const OutcomeRule& rule : kOutcomes) {
-        std::istringstream names(rule.operations);
-        for (std::string name; names >> name;) {
-            const bool any = name.back() == '*';
-            if (any ? Begins(operation, name.substr(0, name.size() - 1)) : operation == name) {
-                outcomes.push_back(&rule);
-                break;
-            }
-        }
+        if (IsOneOf(rule.operations, operation))
+            outcomes.push_back(&rule);
     }
     return outcomes;
 }
 
-const FaultRule* RuleOf(const CallSeen& fault) {
+const FaultRule* RuleOf(const std::string& operation, const CallSeen& fault) {
     for (size_t i = fault.routines.size(); i-- > 0;) {
         for (const FaultRule& rule : kFaults) {
             if (IsRoutine(fault.routines[i], rule.routine) &&
                 (std::string(rule.calls) == "*" || HasWord(rule.calls, fault.call)) &&
-                (rule.within == nullptr || IsWithin(fault.routines, rule.within)))
+                (rule.within == nullptr || IsWithin(fault.routines, rule.within)) &&
+                IsOneOf(rule.operations, operation))
                 return &rule;
         }
     }
@@ -423,6 +443,7 @@ unsigned KindOfFact(const std::string& path) {
         {"page\\proposed", "", kRows},
         {"page\\button\\", "", kButtons},
         {"sheet", "", kSheet},
+        {"vlans\\button\\", "", kButtons},
         {"vlans\\", "", kVlanRows},
     };
     for (const auto& kind : kinds) {

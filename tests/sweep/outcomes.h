@@ -28,17 +28,18 @@ enum Deviation : unsigned {
     kOther = 1u << 16,
 
     // Not facts, but what else may be different.
-    kNoHelp = 1u << 20,     // the help text behind a success is missing
-    kTextLost = 1u << 21,   // a text that could not be shown is missing
-    kForeign = 1u << 22,    // values that neither the state before nor the one behind has
-    kAnyError = 1u << 23,   // the error told is a later one
-    kConfigOpen = 1u << 24, // the network configuration stays open
-    kLockKept = 1u << 28,   // the configuration goes with its write lock
-    kWaitOpen = 1u << 25,   // the please-wait window stays open
-    kOthersToo = 1u << 30,  // virtual adapters that the operation is not about take it in
-    kAgain = 1u << 29,      // the next press, without a fault, may end so too
-    kBoxes = 1u << 26,      // "Cannot Create Control"
-    kInstead = 1u << 27,    // these ends, whatever failed before
+    kNoHelp = 1u << 20,         // the help text behind a success is missing
+    kTextLost = 1u << 21,       // a text that could not be shown is missing
+    kForeign = 1u << 22,        // values that neither the state before nor the one behind has
+    kAnyError = 1u << 23,       // the error told is a later one
+    kConfigOpen = 1u << 24,     // the network configuration stays open
+    kLockKept = 1u << 28,       // the configuration goes with its write lock
+    kWaitOpen = 1u << 25,       // the please-wait window stays open
+    kOthersToo = 1u << 30,      // virtual adapters that the operation is not about take it in
+    kAgainUnticked = 1u << 29,  // where nothing is ticked, the next press without a fault ends so
+    kAgainForgotten = 1u << 31, // where a list of VLANs has gone, it may end so again
+    kBoxes = 1u << 26,          // "Cannot Create Control"
+    kInstead = 1u << 27,        // these ends, whatever failed before
 };
 unsigned KindOfFact(const std::string& path);
 std::string KindNames(unsigned kinds);
@@ -60,8 +61,9 @@ struct FaultRule {
     bool goesOn;         // or it is passed over
     unsigned deviations;
     const char* within = nullptr; // a routine about it without which the rule says nothing
+    const char* operations = "*"; // others are not meant
 };
 // Null when nothing is said of it.
-const FaultRule* RuleOf(const CallSeen& fault);
+const FaultRule* RuleOf(const std::string& operation, const CallSeen& fault);
 
 bool HasWord(const std::string& words, const std::string& word);

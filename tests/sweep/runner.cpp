@@ -134,11 +134,15 @@ std::vector<std::string> TextsTold() {
     return texts;
 }
 
-BOOL CALLBACK FindWait(HWND window, LPARAM found) {
+bool IsWaitWindow(HWND window) {
     wchar_t name[16] = L"";
     GetClassNameW(window, name, 16);
-    if (wcscmp(name, L"#32770") == 0 && GetDlgItem(window, IDC_WAIT_TEXT) != nullptr &&
-        GetDlgItem(window, IDC_NIC_LIST) == nullptr)
+    return wcscmp(name, L"#32770") == 0 && GetDlgItem(window, IDC_WAIT_TEXT) != nullptr &&
+           GetDlgItem(window, IDC_NIC_LIST) == nullptr;
+}
+
+BOOL CALLBACK FindWait(HWND window, LPARAM found) {
+    if (IsWaitWindow(window))
         *reinterpret_cast<HWND*>(found) = window;
     return TRUE;
 }
@@ -147,6 +151,33 @@ HWND WaitWindow() {
     HWND found = nullptr;
     EnumThreadWindows(GetCurrentThreadId(), FindWait, reinterpret_cast<LPARAM>(&found));
     return found;
+}
+
+BOOL CALLBACK CountChild(HWND, LPARAM count) {
+    ++*reinterpret_cast<int*>(count);
+    return TRUE;
+}
+
+// A window of this process and all in it. A please-wait window is judged by itself.
+BOOL CALLBACK CountWindow(HWND window, LPARAM count) {
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    if (process == GetCurrentProcessId() && !IsWaitWindow(window)) {
+        CountChild(window, count);
+        EnumChildWindows(window, CountChild, count);
+    }
+    return TRUE;
+}
+
+// Of all threads, shown, hidden or for messages only.
+int Windows() {
+    int count = 0;
+    const auto counted = reinterpret_cast<LPARAM>(&count);
+    EnumWindows(CountWindow, counted);
+    for (HWND window = nullptr;
+         (window = FindWindowExW(HWND_MESSAGE, window, nullptr, nullptr)) != nullptr;)
+        CountWindow(window, counted);
+    return count;
 }
 
 } // namespace
@@ -191,7 +222,9 @@ Observed Runner::observe(void (*press)(Stage*), unsigned long ceiling) {
     Bench(L"reset-open");
     TaskBlocksLeft();
     const UINT64 begin = BenchNow();
+    const int windows = Windows();
     WatchRun(ceiling);
+    stage_.ticked = 0;
     press(&stage_);
     seen.calls = CallsSeen();
     counts_.clear();
@@ -203,9 +236,14 @@ Observed Runner::observe(void (*press)(Stage*), unsigned long ceiling) {
     seen.benchMilliseconds = BenchNow() - begin;
     seen.texts = TextsTold();
     seen.open = StillOpenByKind();
+    if (const int more = Windows() - windows)
+        seen.open["windows"] = more;
     seen.waitWindow = WaitWindow() != nullptr;
-    if (stage_.page != nullptr)
-        seen.pageEnabled = IsWindowEnabled(stage_.page->window());
+    if (stage_.page != nullptr && !IsUsable(stage_.page->window()))
+        seen.unusable.push_back("the page");
+    if (stage_.vlans != nullptr && !IsUsable(stage_.vlans->window()))
+        seen.unusable.push_back("the VLAN page");
+    seen.ticked = stage_.ticked;
     WatchRun(0);
     seen.facts = machineFacts();
     for (const auto& fact : ShownFacts(stage_))
