@@ -395,9 +395,7 @@ class BlockedUserInterface : public MachineTest {
 TEST_F(BlockedUserInterface, IsSeenWhereItIsAndNowhereElse) {
     LoadAndBuild(L"two-ports.txt");
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     program.bench(L"journal-clear");
     HWND page = program.waitDialog(1100);
     CallNames prompt;
@@ -418,9 +416,7 @@ TEST_F(BlockedUserInterface, IsSeenWhereItIsAndNowhereElse) {
 TEST_F(BlockedUserInterface, IsLateForWhoAsksAllTheTime) {
     LoadAndBuild(L"two-ports.txt");
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     program.bench(L"journal-clear");
     HWND page = program.waitDialog(1100);
     SteadyQuestions questions(page);
@@ -626,9 +622,7 @@ class AnotherClient : public MachineTest {
         client_ = nullptr;
     }
     static void StartCreation(RunningProgram* program) {
-        program->tickRow(L"1002", 0);
-        program->tickRow(L"1002", 1);
-        program->click(L"1003");
+        program->chooseTwo();
         program->bench(L"journal-clear");
         program->clickAndLeave(L"1000");
     }
@@ -825,9 +819,7 @@ TEST_F(LockedInstallation, WithoutItsInfFailsBehindTheLockAndStartsNoJob) {
     Build();
     const std::string before = MachineDump();
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     program.bench(L"journal-clear");
     program.click(L"1000");
     program.waitText(L"1009", L"Installation of Quovane");

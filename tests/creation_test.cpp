@@ -362,9 +362,7 @@ TEST_F(Creation, TheShippedProgramDoesTheSame) {
     Ports(2);
     Build();
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     Outcome made = Press(&program, L"1000");
     ExpectEvents(RoadOfTwo(), made.events);
     ASSERT_EQ(3u, made.statuses.size());

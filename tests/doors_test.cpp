@@ -286,9 +286,7 @@ class CurrentDirectory : public MachineTest {
         RegistrySet(kSessionManager, MachineValue::Number(kSafeSearch, 0));
     }
     static void CreateTeamIn(RunningProgram* program) {
-        program->tickRow(L"1002", 0);
-        program->tickRow(L"1002", 1);
-        program->click(L"1003");
+        program->chooseTwo();
         program->click(L"1000");
         program->waitText(L"1009", L"Select two NICs");
         EXPECT_EQ(1u, program->rows(L"1004").size());
@@ -455,9 +453,7 @@ TEST_F(BlanksInPaths, OfTheProgramItselfAreNoMatter) {
     {
         RunningProgram program(L"", copy, folder.path());
         program.waitDialog(1100);
-        program.tickRow(L"1002", 0);
-        program.tickRow(L"1002", 1);
-        program.click(L"1003");
+        program.chooseTwo();
         program.click(L"1000");
         program.waitText(L"1009", L"Select two NICs");
         EXPECT_EQ(1u, program.rows(L"1004").size());

@@ -52,9 +52,7 @@ class InstallerPrompt : public CreationTest {
 TEST_F(InstallerPrompt, ForTheProtocolLetsNothingElseBegin) {
     LoadAndBuild(L"no-protocol.txt");
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     program.bench(L"journal-clear");
     program.bench(L"prompt INetCfgClassSetup::Install 1");
     program.clickAndLeave(L"1000");
@@ -82,9 +80,7 @@ TEST_F(InstallerPrompt, ForATeamLetsNoTeamBeRemovedBeforeTheProtocolIsThere) {
     machine.protocolInstalled = false;
     Build();
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     program.bench(L"prompt INetCfgClassSetup::Install 1");
     program.clickAndLeave(L"1000");
     HWND box = WaitPrompt(&program);

@@ -246,9 +246,7 @@ TEST_F(Page, TakesEachModeBoxForAMode) {
 TEST_F(Page, InstallsTheMissingProtocolAndGoesOn) {
     LoadAndBuild(L"no-protocol.txt");
     RunningProgram program;
-    program.tickRow(L"1002", 0);
-    program.tickRow(L"1002", 1);
-    program.click(L"1003");
+    program.chooseTwo();
     program.bench(L"journal-clear");
     program.click(L"1000");
     program.waitGone(1104);

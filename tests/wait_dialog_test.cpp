@@ -38,9 +38,7 @@ class WaitDialog : public MachineTest {
     }
 
     static void chooseTeam(RunningProgram* program) {
-        program->tickRow(L"1002", 0);
-        program->tickRow(L"1002", 1);
-        program->click(L"1003");
+        program->chooseTwo();
         program->bench(L"journal-clear");
     }
 };

@@ -117,6 +117,12 @@ void RunningProgram::tickRow(const std::wstring& list, int row, bool on, bool ke
         << testing::PrintToString(error);
 }
 
+void RunningProgram::chooseTwo() {
+    tickRow(L"1002", 0);
+    tickRow(L"1002", 1);
+    click(L"1003");
+}
+
 bool RunningProgram::rowTicked(const std::wstring& list, int row) {
     return drive::ListRowTicked(control(list), row);
 }

@@ -35,6 +35,7 @@ class RunningProgram {
     void click(const std::wstring& name, int dialog = 1100);
     void clickAndLeave(const std::wstring& name, int dialog = 1100);
     void tickRow(const std::wstring& list, int row, bool on = true, bool keyboard = false);
+    void chooseTwo(); // what a team needs: ticks two adapters and Active Backup
     bool rowTicked(const std::wstring& list, int row);
     std::vector<std::wstring> rows(const std::wstring& list);
     bool enabled(const std::wstring& name);
