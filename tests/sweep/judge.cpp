@@ -99,6 +99,9 @@ class Vocabulary {
         if ((EndsWith(path, "\\FriendlyName") || EndsWith(path, "\\DeviceDesc")) &&
             quote != value.npos)
             texts_.insert(value.substr(quote + 1, value.rfind('"') - quote - 1));
+        // An id that cannot be read is shown as 0.
+        if (EndsWith(path, "\\VlanName") && quote != value.npos)
+            rows_[value.substr(quote + 1, value.rfind('"') - quote - 1)].insert("0");
     }
 
     std::set<std::string> texts_ = {"", "dummy"};
