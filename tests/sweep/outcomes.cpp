@@ -151,14 +151,15 @@ const OutcomeRule kOutcomes[] = {
      {"box \"Warning\" \"The following entries"},
      true,
      0},
-    {"adapter-remove-first-vlan adapter-remove-second-vlan team-remove-*",
+    {"team-remove-*",
      "stays",
      {"box \"Warning\" \"The following entries"},
      false,
      kRecords | kConnection},
-    // An adapter's last VLAN is forgotten before its device goes, and from no list at all nothing can be
-    // taken. Where a list is left, or another team's member comes last, the next press goes on.
-    {"adapter-remove-last-vlan",
+    // An adapter's last VLAN is forgotten before its device goes, and so are all when nobody can say
+    // whether any is left; from no list at all nothing can be taken. Where a list is left, or another
+    // team's member comes last, the next press goes on.
+    {"adapter-remove-*",
      "stays",
      {"box \"Warning\" \"The following entries"},
      false,
