@@ -82,8 +82,8 @@ struct Usage {
         }
         void add(const void* address) {
             MEMORY_BASIC_INFORMATION region;
-            if (VirtualQuery(address, &region, sizeof(region)) != 0 && !has(region.AllocationBase) &&
-                count < ARRAYSIZE(allocations))
+            if (VirtualQuery(address, &region, sizeof(region)) != 0 &&
+                !has(region.AllocationBase) && count < ARRAYSIZE(allocations))
                 allocations[count++] = region.AllocationBase;
         }
     };
@@ -121,6 +121,6 @@ struct Usage {
 
 inline std::ostream& operator<<(std::ostream& out, const Usage& usage) {
     return out << usage.kernelHandles << " kernel handles, " << usage.gdiObjects << " GDI objects, "
-               << usage.userObjects << " USER objects, " << usage.heapBytes << " bytes in heap blocks, "
-               << usage.privateBytes << " private bytes elsewhere";
+               << usage.userObjects << " USER objects, " << usage.heapBytes
+               << " bytes in heap blocks, " << usage.privateBytes << " private bytes elsewhere";
 }

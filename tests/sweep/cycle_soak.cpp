@@ -11,9 +11,9 @@
 #include <sstream>
 
 static const unsigned kUsualCycles = 14;
-static const unsigned kSettled = 10; // what is loaded and cached once is there by then
-static const unsigned kDevices = 3;  // virtual adapters of a cycle
-static const size_t kSlack = 256; // bytes that the platform may keep
+static const unsigned kSettled = 10;   // what is loaded and cached once is there by then
+static const unsigned kDevices = 3;    // virtual adapters of a cycle
+static const size_t kSlack = 256;      // bytes that the platform may keep
 static const UINT kHangGuard = 120000; // milliseconds of wall-clock time for one press of a button
 
 static unsigned hangs;
