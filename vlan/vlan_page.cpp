@@ -132,12 +132,17 @@ static void TakeBackProtocols(const SelectedAdapter* host) {
     Trace(L"<--TakeBackProtocols:\n");
 }
 
+static void ShowNoMemory(HWND hDlg) {
+    Trace(L"   ShowNoMemory: %d\n", GetLastError());
+    MessageBoxW(hDlg, TEXT_NO_MEMORY, TEXT_ERROR_CAPTION, MB_OK);
+}
+
 // FALSE leaves the please-wait window open, on purpose.
 static BOOL ShowNotAdded(HWND hDlg, DWORD dwError) {
     LPWSTR text = static_cast<LPWSTR>(calloc(NOT_ADDED_CCH, sizeof(WCHAR)));
 
     if (text == NULL) {
-        MessageBoxW(hDlg, TEXT_NO_MEMORY, TEXT_ERROR_CAPTION, MB_OK);
+        ShowNoMemory(hDlg);
         return FALSE;
     }
     StringCchPrintfW(text, NOT_ADDED_CCH, TEXT_NOT_ADDED, dwError);
@@ -174,8 +179,8 @@ static void OnAddVlan(HWND hDlg, VlanList* list) {
     Trace(L"<--OnAddVlan: %d\n", list->numVlans);
 }
 
-// Collects the ticked rows that are in the list view, in list order, and writes what will go with them into `text`,
-// QUESTION_CCH characters. Returns how many are ticked.
+// Collects the ticked rows that are in the list view, in list order, and writes what will go with
+// them into `text`, QUESTION_CCH characters. Returns how many are ticked.
 static int CollectTickedVlans(HWND view, const VlanList* list, LONG* rows, LPWSTR text) {
     int items = static_cast<int>(SendMessageW(view, LVM_GETITEMCOUNT, 0, 0));
     int ticked = 0;
@@ -196,7 +201,7 @@ static BOOL AskToRemove(HWND hDlg, const VlanList* list, LONG* rows, int* ticked
     LPWSTR text = static_cast<LPWSTR>(calloc(QUESTION_CCH, sizeof(WCHAR)));
 
     if (text == NULL) {
-        MessageBoxW(hDlg, TEXT_NO_MEMORY, TEXT_ERROR_CAPTION, MB_OK);
+        ShowNoMemory(hDlg);
         return FALSE;
     }
     *ticked = CollectTickedVlans(GetDlgItem(hDlg, IDC_VLAN_LIST), list, rows, text);
