@@ -32,16 +32,17 @@ struct PendingFault {
     Failure failure;
 };
 
-struct PendingHold {
-    DWORD nth;
-    DWORD exceptThread; // whose calls are neither counted nor held; 0: none
+// A call that is to be held, or to show a box first.
+struct PendingStop {
+    DWORD nth;          // calls to go, 1 = the next one
+    DWORD exceptThread; // whose calls are neither counted nor stopped; 0: none
 };
 
 struct CallState {
     DWORD count = 0;
     std::vector<PendingFault> faults;
-    std::vector<PendingHold> holds;
-    std::vector<DWORD> prompts; // calls to go of each, 1 = the next one
+    std::vector<PendingStop> holds;
+    std::vector<PendingStop> prompts;
 };
 
 SRWLOCK g_lock = SRWLOCK_INIT;
@@ -71,28 +72,16 @@ bool TakeFaultOf(CallState* call, PendingFault* taken) {
     return found;
 }
 
-bool TakeHoldOf(CallState* call) {
-    bool held = false;
-    for (size_t i = 0; i < call->holds.size();) {
-        PendingHold& hold = call->holds[i];
-        if (hold.exceptThread == GetCurrentThreadId()) {
-            i++;
-        } else if (--hold.nth == 0) {
-            held = true;
-            call->holds.erase(call->holds.begin() + i);
-        } else {
-            i++;
-        }
-    }
-    return held;
-}
-
-bool TakePromptOf(CallState* call) {
+// True when the call of this thread is one that `stops` waits for.
+bool TakeStop(std::vector<PendingStop>* stops) {
     bool due = false;
-    for (size_t i = 0; i < call->prompts.size();) {
-        if (--call->prompts[i] == 0) {
+    for (size_t i = 0; i < stops->size();) {
+        PendingStop& stop = (*stops)[i];
+        if (stop.exceptThread == GetCurrentThreadId()) {
+            i++;
+        } else if (--stop.nth == 0) {
             due = true;
-            call->prompts.erase(call->prompts.begin() + i);
+            stops->erase(stops->begin() + i);
         } else {
             i++;
         }
@@ -122,9 +111,9 @@ bool TakeCallOf(CallState* call, const char* name, Failure* failure) {
     {
         Guard guard(&g_lock);
         call->count++;
-        asks = TakePromptOf(call);
+        asks = TakeStop(&call->prompts);
         fails = TakeFaultOf(call, &fault);
-        if (TakeHoldOf(call))
+        if (TakeStop(&call->holds))
             WaitForRelease(name);
     }
     if (asks)
@@ -342,7 +331,7 @@ void AddHold(const std::string& name, DWORD nth, DWORD exceptThread) {
 void AddPrompt(const std::string& name, DWORD nth) {
     CallState* call = CallOf(name);
     Guard guard(&g_lock);
-    call->prompts.push_back(nth);
+    call->prompts.push_back({nth, 0});
 }
 
 void ReleaseHeld() {
