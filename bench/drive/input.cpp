@@ -6,6 +6,7 @@
 namespace drive {
 
 static const DWORD kSettleGuard = 2000; // milliseconds for something that may well never happen
+static const int kPressTries = 5;
 
 static bool Fail(std::wstring* error, const std::wstring& reason) {
     *error = reason;
@@ -168,7 +169,8 @@ static bool PointAt(HWND window, POINT point, HWND* there, std::wstring* error) 
     return true;
 }
 
-bool MouseClick(HWND window, POINT point, bool leave, std::wstring* error) {
+// Has the mouse stand on a point of the window that belongs to it.
+static bool Aim(HWND window, POINT point, std::wstring* error) {
     if (!BringForward(window, error))
         return false;
     POINT place = point;
@@ -184,12 +186,48 @@ bool MouseClick(HWND window, POINT point, bool leave, std::wstring* error) {
         kSettleGuard);
     if (!idle)
         return false;
-    if (there != window)
-        return Fail(error, L"the place of " + Describe(window) + L" belongs to " + Describe(there));
-    Send({MouseInput(MOUSEEVENTF_LEFTDOWN), MouseInput(MOUSEEVENTF_LEFTUP)});
+    return there == window ||
+           Fail(error, L"the place of " + Describe(window) + L" belongs to " + Describe(there));
+}
+
+static void Press() {
+    Send({MouseInput(MOUSEEVENTF_LEFTDOWN)});
     GetCursorPos(&lastPoint);
     lastTime = GetTickCount64();
+}
+
+bool MouseClick(HWND window, POINT point, bool leave, std::wstring* error) {
+    if (!Aim(window, point, error))
+        return false;
+    Press();
+    Send({MouseInput(MOUSEEVENTF_LEFTUP)});
     return Settle(window, leave, error);
+}
+
+static bool HoldsMouse(HWND window) {
+    GUITHREADINFO info = {};
+    info.cbSize = sizeof(info);
+    return GetGUIThreadInfo(GetWindowThreadProcessId(window, nullptr), &info) &&
+           info.hwndCapture == window;
+}
+
+// A button holds the mouse from press to release. It loses it when the window manager gives or takes
+// the focus in between, as it does soon after a window has been shown, and the release is no click
+// then. So the press is looked at first, and made again.
+static bool ClickButton(HWND button, POINT point, std::wstring* error) {
+    for (int tries = 0; tries < kPressTries; tries++) {
+        if (!Aim(button, point, error))
+            return false;
+        Press();
+        const bool idle = WaitIdle(button, error);
+        const bool pressed = HoldsMouse(button);
+        Send({MouseInput(MOUSEEVENTF_LEFTUP)});
+        if (!idle)
+            return false;
+        if (pressed)
+            return WaitIdle(button, error);
+    }
+    return Fail(error, Describe(button) + L" does not stay pressed");
 }
 
 static bool CheckUsable(HWND control, std::wstring* error) {
@@ -211,7 +249,8 @@ bool ClickControl(HWND control, bool leave, std::wstring* error) {
     GetWindowRect(control, &rect);
     POINT middle = {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
     ScreenToClient(control, &middle);
-    return MouseClick(control, middle, leave, error);
+    return !leave && ClassOf(control) == L"Button" ? ClickButton(control, middle, error)
+                                                   : MouseClick(control, middle, leave, error);
 }
 
 struct KeyName {
