@@ -62,6 +62,8 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //                                          from now (1 = the next) that the journal gets of a change
 //                                          or of the configuration lock; 0: no longer
 //   changes                                how many such lines there have been
+//   misuses                                the duties of a caller that the program has neglected since
+//                                          the last time, a line each; Windows refuses none of them
 //   load NAME                              loads a library by its plain name, as the parts of Windows
 //                                          in this process do, and tells which file that was
 //   trace 0|1                              a debug build's trace lines go into the journal

@@ -244,6 +244,7 @@ const std::map<std::wstring, Handler>& Handlers() {
         {L"answer", Answer},
         {L"message-box", MessageBoxAnswer},
         {L"changes", Tell<ChangesText>},
+        {L"misuses", Tell<TakeMisuses>},
         {L"kill-at-change", KillAtChange},
         {L"load", Load},
         {L"trace", Trace},

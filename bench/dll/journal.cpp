@@ -15,6 +15,7 @@ namespace {
 
 SRWLOCK g_lock = SRWLOCK_INIT;
 std::wstring& g_text = *new std::wstring;
+std::wstring& g_misuses = *new std::wstring; // a line each; survives ClearJournal
 HANDLE g_file = INVALID_HANDLE_VALUE;
 DWORD g_changes;
 DWORD g_changesToEnd;
@@ -24,7 +25,7 @@ bool g_ending;
 // What is only shown, asked or waited for.
 const wchar_t* const kNoChanges[] = {L"status",    L"message-box", L"dialog-open", L"dialog-close",
                                      L"sleep",     L"trace",       L"fault",       L"process-start",
-                                     L"broadcast", L"bad-command"};
+                                     L"broadcast", L"bad-command", L"misuse"};
 
 void EndIfDue() {
     if (g_ending && g_wholeChanges == 0)
@@ -78,6 +79,8 @@ void Journal(const wchar_t* kind, const std::wstring& text) {
     std::wstring line = Format(L"%I64u\t%s\t", Now(), kind) + Escaped(text) + L"\n";
     Guard guard(&g_lock);
     g_text += line;
+    if (wcscmp(kind, L"misuse") == 0)
+        g_misuses += text + L"\n";
     if (g_file != INVALID_HANDLE_VALUE)
         Append(g_file, line);
     if (!IsChange(kind))
@@ -112,6 +115,13 @@ WholeChange::~WholeChange() {
 std::wstring JournalText() {
     Guard guard(&g_lock);
     return g_text;
+}
+
+std::wstring TakeMisuses() {
+    Guard guard(&g_lock);
+    std::wstring misuses;
+    misuses.swap(g_misuses);
+    return misuses;
 }
 
 void ClearJournal() {

@@ -13,6 +13,10 @@ void Journal(const wchar_t* kind, const std::wstring& text);
 std::wstring JournalText();
 void ClearJournal();
 
+// The texts of all lines of kind "misuse" since the last call, a line each: what Windows documents as
+// a duty of the caller without refusing it.
+std::wstring TakeMisuses();
+
 // Appends every later line to the file; an empty path stops that. False when it cannot be opened.
 bool JournalInto(const std::wstring& path);
 

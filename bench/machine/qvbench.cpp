@@ -1,24 +1,30 @@
 // The machine from the command line.
 #include "machine.h"
 
+#include "compare.h"
 #include "driver_control.h"
+#include "files.h"
 #include "text.h"
 
 #include <cstdio>
 #include <fcntl.h>
 #include <io.h>
 
-static const char kUsage[] = "qvbench check FILE   is this a machine file\n"
-                             "qvbench build FILE   make this machine stand\n"
-                             "qvbench set ADAPTER oid NUMBER ANSWER\n"
-                             "qvbench set ADAPTER counter NUMBER START STEP\n"
-                             "qvbench set ADAPTER opens yes|no\n"
-                             "qvbench set ADAPTER answers-left COUNT|none\n"
-                             "                     change it under the programs that run\n"
-                             "qvbench dump         print the machine that stands\n"
-                             "qvbench sync         start its adapters' driver again\n"
-                             "qvbench reset        take it down\n"
-                             "FILE is a path, or the name of a machine that is shipped.\n";
+static const char kUsage[] =
+    "qvbench check FILE   is this a machine file\n"
+    "qvbench build FILE   make this machine stand\n"
+    "qvbench set ADAPTER oid NUMBER ANSWER\n"
+    "qvbench set ADAPTER counter NUMBER START STEP\n"
+    "qvbench set ADAPTER opens yes|no\n"
+    "qvbench set ADAPTER answers-left COUNT|none\n"
+    "                     change it under the programs that run\n"
+    "qvbench dump         print the machine that stands\n"
+    "qvbench compare BEFORE AFTER\n"
+    "                     print what two dumps differ in, and why; fails on\n"
+    "                     a line that nothing explains\n"
+    "qvbench sync         start its adapters' driver again\n"
+    "qvbench reset        take it down\n"
+    "FILE is a path, or the name of a machine that is shipped.\n";
 
 static int Complain(const std::wstring& error) {
     fprintf(stderr, "%s\n", qvmachine::Narrow(error).c_str());
@@ -46,6 +52,30 @@ static int Change(const std::wstring& adapter, const std::vector<std::wstring>& 
     return MachineChange(adapter, key, value, &error) ? 0 : Complain(error);
 }
 
+static int Compare(const std::wstring& before, const std::wstring& after) {
+    std::string dumps[2];
+    for (int i = 0; i < 2; i++) {
+        const std::wstring& path = i == 0 ? before : after;
+        if (!qvmachine::ReadFileBytes(path, &dumps[i])) {
+            return Complain(path + L": cannot be read");
+        }
+    }
+    int result = 0;
+    const std::vector<DumpChange> changes = MachineCompare(dumps[0], dumps[1]);
+    for (size_t i = 0; i < changes.size(); i++) {
+        const char* reason = changes[i].reason != nullptr ? changes[i].reason : "UNEXPLAINED";
+        printf("%s%s\n", changes[i].added ? "+" : "-", changes[i].line.c_str());
+        // Lines of one reason that follow each other share it.
+        if (i + 1 == changes.size() || changes[i + 1].reason != changes[i].reason) {
+            printf("    %s\n", reason);
+        }
+        if (changes[i].reason == nullptr) {
+            result = 1;
+        }
+    }
+    return result;
+}
+
 int wmain(int argc, wchar_t** argv) {
     const std::wstring verb = argc > 1 ? argv[1] : L"";
     if (argc == 3 && (verb == L"check" || verb == L"build")) {
@@ -53,6 +83,9 @@ int wmain(int argc, wchar_t** argv) {
     }
     if (argc > 3 && verb == L"set") {
         return Change(argv[2], {argv + 3, argv + argc});
+    }
+    if (argc == 4 && verb == L"compare") {
+        return Compare(argv[2], argv[3]);
     }
     if (argc == 2 && verb == L"reset") {
         MachineReset();

@@ -32,6 +32,11 @@ std::string StillOpen() {
     return open;
 }
 
+std::string Misuses() {
+    const std::wstring misuses = Bench(L"misuses");
+    return {misuses.begin(), misuses.end()};
+}
+
 void MachineTest::Load(const std::wstring& name) {
     std::wstring error;
     ASSERT_TRUE(MachineLoad(name, &machine, &error)) << testing::PrintToString(error);
@@ -42,12 +47,14 @@ void MachineTest::Build() {
     ASSERT_TRUE(MachineBuild(machine, &error)) << testing::PrintToString(error);
     Bench(L"reload");
     Bench(L"clear");
+    Bench(L"misuses");
     Bench(L"reset-counts");
     Bench(L"reset-open");
     ClearJournal();
 }
 
 void MachineTest::TearDown() {
+    EXPECT_EQ("", Misuses());
     Bench(L"clear");
     Bench(L"message-box real");
     Bench(L"answer GetSystemDirectoryW");

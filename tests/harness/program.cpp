@@ -35,6 +35,11 @@ RunningProgram::RunningProgram(const std::wstring& commands, const std::wstring&
 }
 
 RunningProgram::~RunningProgram() {
+    std::wstring misuses, ignored;
+    // Fails when the program has ended.
+    if (WaitForSingleObject(program_.process, 0) == WAIT_TIMEOUT &&
+        drive::BenchAsk(program_.id, L"misuses", &misuses, &ignored))
+        EXPECT_TRUE(misuses == L"ok" || misuses == L"ok ") << testing::PrintToString(misuses);
     // A program that is ended from outside takes what it has counted with it.
     if (GetEnvironmentVariableW(L"QV_COUNTS", nullptr, 0) != 0) {
         std::wstring reply, error;

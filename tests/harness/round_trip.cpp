@@ -1,76 +1,12 @@
 #include "harness/round_trip.h"
 
+#include "compare.h"
 #include "team/create_team.h"
 #include "team/remove_team.h"
 #include "vlan/vlan_adapter.h"
 #include "vlan/vlan_list.h"
 
 #include <algorithm>
-#include <map>
-
-struct Leftover {
-    const char* path;  // begins so
-    const char* value; // is this, whatever it is when null
-    const char* reason;
-};
-
-static const Leftover kLeftovers[] = {
-    {"network\\{51560000-0000-4000-8000-", "key",
-     "only the Connection key of a virtual adapter goes with it, not the adapter's key above"},
-    {"qvteamp\\Parameters\\Adapters", "key",
-     "the key above the records comes with the first record and stays without any"},
-    {"service\\qvteammp\\", nullptr, "the driver stays installed when its last device goes"},
-};
-
-static const size_t kStoredNameBytes = 512;
-
-// Not a fact that changed: the text is the same. The name of a former member is stored with a fixed
-// number of bytes.
-static std::string WithStoredSize(const std::string& name) {
-    return name + " (" + std::to_string(kStoredNameBytes) + " bytes)";
-}
-
-static bool IsLeftover(const std::string& path, const std::string& value) {
-    return std::any_of(std::begin(kLeftovers), std::end(kLeftovers), [&](const Leftover& leftover) {
-        return path.find(leftover.path) == 0 &&
-               (leftover.value == nullptr || value == leftover.value);
-    });
-}
-
-static std::map<std::string, std::string> Facts(const std::string& dump) {
-    std::map<std::string, std::string> facts;
-    size_t start = 0;
-    for (size_t end; (end = dump.find('\n', start)) != std::string::npos; start = end + 1) {
-        std::string line = dump.substr(start, end - start);
-        size_t equals = line.find(" = ");
-        facts[line.substr(0, equals)] = line.substr(equals + 3);
-    }
-    return facts;
-}
-
-// What is different and no leftover: "- path = old", "+ path = new".
-static Texts8 Changed(const std::string& before, const std::string& after) {
-    Texts8 changed;
-    std::map<std::string, std::string> old = Facts(before);
-    std::map<std::string, std::string> now = Facts(after);
-    for (const auto& [path, value] : old) {
-        auto found = now.find(path);
-        if (found != now.end() &&
-            (found->second == value || found->second == WithStoredSize(value)))
-            continue;
-        if (!IsLeftover(path, value))
-            changed.push_back("- " + path + " = " + value);
-    }
-    for (const auto& [path, value] : now) {
-        auto found = old.find(path);
-        if (found != old.end() &&
-            (found->second == value || value == WithStoredSize(found->second)))
-            continue;
-        if (!IsLeftover(path, value))
-            changed.push_back("+ " + path + " = " + value);
-    }
-    return changed;
-}
 
 void RoundTripTest::OpenPorts(int count) {
     Ports(count);
@@ -101,9 +37,11 @@ void RoundTripTest::ComeBackTo(const std::string& dump) {
 
 Texts8 RoundTripTest::NotBack() const {
     Texts8 changed;
-    for (const std::string& fact : Changed(before_, MachineDump())) {
-        std::wstring shown = Short({fact.begin(), fact.end()});
-        changed.push_back({shown.begin(), shown.end()});
+    for (const DumpChange& change : MachineCompare(before_, MachineDump())) {
+        if (change.trace)
+            continue;
+        const std::wstring shown = Short({change.line.begin(), change.line.end()});
+        changed.push_back((change.added ? "+ " : "- ") + std::string(shown.begin(), shown.end()));
     }
     return changed;
 }

@@ -1,5 +1,5 @@
-// Something is made on a simulated machine and removed again: the machine must be as it was before, but
-// for a few leftovers that are known.
+// Something is created on a simulated machine and removed again. The machine must then be as it was
+// before, except for the traces that bench/machine/compare.h explains.
 #pragma once
 
 #include "harness/removal.h"
@@ -19,10 +19,10 @@ class RoundTripTest : public RemovalTest {
     std::string ComeBackToThis();
     void ComeBackTo(const std::string& dump);
 
-    // The machine is back, but for the leftovers and these facts.
+    // The machine is back, except for the traces and these facts.
     void ExpectBack(const Texts8& but = {});
 
-    // What of the machine is not back, "- fact" and "+ fact", leftovers left out.
+    // What of the machine is not back, "- fact" and "+ fact", without the traces.
     Texts8 NotBack() const;
 
     void MakeTeam(const std::vector<int>& rows, DWORD mode, const std::wstring& name);

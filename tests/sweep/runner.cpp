@@ -130,6 +130,8 @@ std::vector<std::string> TextsTold() {
             texts.push_back("status " + text.substr(1, text.size() - 2));
         else if (event.kind == L"message-box")
             texts.push_back("box " + text.substr(0, text.rfind(" type=")));
+        else if (event.kind == L"misuse")
+            texts.push_back("misuse " + text);
     }
     return texts;
 }
