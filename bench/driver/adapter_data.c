@@ -1,26 +1,38 @@
 /* Everything is looked up anew for each request, so an adapter changes while it is in use. */
 #include "adapter_data.h"
 #include "host_interface.h"
+#include "ndis_status.h"
 #include "qvnic_ioctl.h"
 #include "unicode_path.h"
+
+#include <ntddndis.h>
 
 #define MACHINE_PREFIX L"\\Registry\\Machine\\"
 #define PATH_CHARS     160
 /* The largest answer that a query can give, in bytes. */
 #define ANSWER_BYTES 1024
+/* NDIS_TASK_OFFLOAD_HEADER: its size, and where its EncapsulationHeaderSize stands, in bytes. */
+#define TASK_HEADER_BYTES    28
+#define TASK_HEADER_FRAME_AT 24
+
+/* Closed with ZwClose. */
+static NTSTATUS OpenPath(UNICODE_STRING* path, ACCESS_MASK access, HANDLE* key) {
+    OBJECT_ATTRIBUTES attributes;
+
+    InitializeObjectAttributes(&attributes, path, OBJ_CASE_INSENSITIVE, NULL, NULL);
+    return ZwOpenKey(key, access, &attributes);
+}
 
 /* Opens an adapter's key or one below it; without an adapter, the key above them all. Closed with
  * ZwClose. */
 static NTSTATUS OpenData(const WCHAR* guid, const WCHAR* subkey, ACCESS_MASK access, HANDLE* key) {
     WCHAR buffer[PATH_CHARS];
     UNICODE_STRING path;
-    OBJECT_ATTRIBUTES attributes;
 
     JoinPath(&path, buffer, PATH_CHARS, MACHINE_PREFIX QVNIC_ADAPTERS_KEY, guid ? L"\\" : L"",
              guid ? guid : L"");
     AppendPath(&path, PATH_CHARS, subkey);
-    InitializeObjectAttributes(&attributes, &path, OBJ_CASE_INSENSITIVE, NULL, NULL);
-    return ZwOpenKey(key, access, &attributes);
+    return OpenPath(&path, access, key);
 }
 
 typedef union {
@@ -124,15 +136,34 @@ static void Advance(const WCHAR* guid, const WCHAR* oidName, ULONGLONG counter) 
     ZwClose(key);
 }
 
-/* An answer of bytes is copied whole or not at all. */
+static ULONG AdapterDword(const WCHAR* guid, const WCHAR* name, ULONG missing) {
+    HANDLE key;
+    ULONG number;
+
+    if (!NT_SUCCESS(OpenData(guid, L"", KEY_READ, &key))) {
+        return missing;
+    }
+    number = ReadDword(key, name, missing);
+    ZwClose(key);
+    return number;
+}
+
+/* OID_TCP_OFFLOAD_HARDWARE_CAPABILITIES (network OID reference): NDIS fails the request with
+   NDIS_STATUS_BUFFER_TOO_SHORT when the record does not fit. An answer is copied whole or not at all;
+   no document says that NDIS cuts one. */
 static NTSTATUS Give(const void* answer, ULONG bytes, void* output, ULONG outputBytes,
                      ULONG_PTR* written) {
     if (bytes > outputBytes) {
-        return STATUS_BUFFER_TOO_SMALL;
+        return (NTSTATUS)QV_NDIS_BUFFER_TOO_SHORT;
     }
     RtlCopyMemory(output, answer, bytes);
     *written = bytes;
     return STATUS_SUCCESS;
+}
+
+static NTSTATUS RefuseUnknown(const WCHAR* guid) {
+    const ULONG status = AdapterDword(guid, QVNIC_UNKNOWN_OID, QV_NDIS_NOT_SUPPORTED);
+    return NT_SUCCESS((NTSTATUS)status) ? STATUS_UNSUCCESSFUL : (NTSTATUS)status;
 }
 
 static NTSTATUS AnswerOfHost(const WCHAR* guid, ULONG oid, void* output, ULONG outputBytes,
@@ -148,14 +179,28 @@ static NTSTATUS AnswerOfHost(const WCHAR* guid, ULONG oid, void* output, ULONG o
     }
     ReadHostInterface(key, interfaceName);
     ZwClose(key);
-    if (!interfaceName[0]) {
-        return STATUS_NOT_SUPPORTED;
+    status = interfaceName[0] ? HostInterfaceAnswer(interfaceName, oid, answer, &bytes)
+                              : STATUS_NOT_SUPPORTED;
+    if (status == STATUS_NOT_SUPPORTED) {
+        return RefuseUnknown(guid);
     }
-    status = HostInterfaceAnswer(interfaceName, oid, answer, &bytes);
     return NT_SUCCESS(status) ? Give(answer, bytes, output, outputBytes, written) : status;
 }
 
-NTSTATUS AdapterAnswer(const WCHAR* guid, ULONG oid, void* output, ULONG outputBytes,
+/* The caller describes its frames in an NDIS_TASK_OFFLOAD_HEADER at the start of the output buffer
+   (OID_TCP_TASK_OFFLOAD, network OID reference). The request is METHOD_OUT_DIRECT, so the driver reads
+   it there. That a driver takes a header size of 0 for wrong, and that it then fails the request with
+   INVALID_DATA, is unverified. */
+static BOOLEAN LacksHeaderSize(const WCHAR* guid, ULONG oid, const void* output,
+                               ULONG outputBytes) {
+    const UCHAR* header = output;
+
+    return oid == OID_TCP_TASK_OFFLOAD && AdapterDword(guid, QVNIC_NEEDS_HEADER_SIZE, 0) &&
+           (outputBytes < TASK_HEADER_BYTES ||
+            !*(const UNALIGNED ULONG*)(header + TASK_HEADER_FRAME_AT));
+}
+
+static NTSTATUS Answer(const WCHAR* guid, ULONG oid, void* output, ULONG outputBytes,
                        ULONG_PTR* written) {
     static const WCHAR digits[] = L"0123456789ABCDEF";
     VALUE value;
@@ -179,9 +224,48 @@ NTSTATUS AdapterAnswer(const WCHAR* guid, ULONG oid, void* output, ULONG outputB
         status = (NTSTATUS) * (UNALIGNED ULONG*)value.info.Data;
         return NT_SUCCESS(status) ? STATUS_UNSUCCESSFUL : status;
     }
+    if (LacksHeaderSize(guid, oid, output, outputBytes)) {
+        return (NTSTATUS)QV_NDIS_INVALID_DATA;
+    }
     status = Give(value.info.Data, value.info.DataLength, output, outputBytes, written);
     if (NT_SUCCESS(status) && value.info.DataLength == sizeof(ULONGLONG)) {
         Advance(guid, name, *(UNALIGNED ULONGLONG*)value.info.Data);
     }
     return status;
+}
+
+static BOOLEAN ErrorsAreTranslated(void) {
+    WCHAR buffer[PATH_CHARS];
+    UNICODE_STRING path;
+    HANDLE key;
+    ULONG untranslated;
+
+    JoinPath(&path, buffer, PATH_CHARS, MACHINE_PREFIX QVNIC_MACHINE_KEY, L"", L"");
+    if (!NT_SUCCESS(OpenPath(&path, KEY_READ, &key))) {
+        return TRUE;
+    }
+    untranslated = ReadDword(key, QVNIC_UNTRANSLATED_ERRORS, 0);
+    ZwClose(key);
+    return !untranslated;
+}
+
+/* The NTSTATUS that stands for a status of NDIS's in the NDISPROT sample of the Windows driver samples.
+   That the IOCTL does the same is unverified; a machine may have NDIS's own statuses instead. */
+static NTSTATUS Translated(NTSTATUS status) {
+    switch ((ULONG)status) {
+    case QV_NDIS_INVALID_LENGTH:
+        return STATUS_INVALID_BUFFER_SIZE;
+    case QV_NDIS_INVALID_DATA:
+        return STATUS_INVALID_PARAMETER;
+    case QV_NDIS_BUFFER_TOO_SHORT:
+        return STATUS_BUFFER_TOO_SMALL;
+    default:
+        return STATUS_UNSUCCESSFUL;
+    }
+}
+
+NTSTATUS AdapterAnswer(const WCHAR* guid, ULONG oid, void* output, ULONG outputBytes,
+                       ULONG_PTR* written) {
+    const NTSTATUS status = Answer(guid, oid, output, outputBytes, written);
+    return QV_IS_NDIS_STATUS((ULONG)status) && ErrorsAreTranslated() ? Translated(status) : status;
 }

@@ -13,8 +13,9 @@ NTSTATUS OpenAdapterList(HANDLE* key);
    gone. */
 NTSTATUS AdapterState(const WCHAR* guid);
 
-/* Answers one OID into output, outputBytes bytes. An answer that does not fit is refused whole; where
-   none stands and no host interface has one, the OID is not supported. */
+/* Answers one OID into output, outputBytes bytes, which holds what the caller wrote there. An answer
+   that does not fit is refused whole; where none stands and no host interface has one, the adapter's
+   status for unknown OIDs refuses it. A refusal with a status of NDIS's is mapped as the machine says. */
 NTSTATUS AdapterAnswer(const WCHAR* guid, ULONG oid, void* output, ULONG outputBytes,
                        ULONG_PTR* written);
 

@@ -3,9 +3,10 @@
    registry sees the change in a running program at once.
 
    The rules kept are those of IOCTL_NDIS_QUERY_GLOBAL_STATS (Windows driver documentation): the
-   input is one OID, the request is METHOD_OUT_DIRECT, an answer that does not fit is refused whole,
-   an OID that the miniport does not know is refused with STATUS_NOT_SUPPORTED. They also are those of
-   a device that goes while somebody holds it open (Handling an IRP_MN_SURPRISE_REMOVAL Request, from
+   input is one OID, the request is METHOD_OUT_DIRECT, an answer that does not fit is refused whole.
+   The page does not list the errors of a request that NDIS or the miniport refuses, so a machine says
+   with which status an unknown OID is refused and how a status of NDIS's becomes the program's error.
+   The rules also are those of a device that goes while somebody holds it open (Handling an IRP_MN_SURPRISE_REMOVAL Request, from
    the same documentation): the handle stays, every request on it fails, with STATUS_DEVICE_REMOVED,
    and no new handle is given. A device that is only stopped or does not answer refuses with
    STATUS_DEVICE_NOT_READY. */

@@ -20,6 +20,11 @@
 /* REG_SZ: a network interface of the host, which answers what the adapter itself does not. While it is
    missing the device counts as removed. */
 #define QVNIC_HOST_INTERFACE L"HostInterface"
+/* REG_DWORD: the status with which an OID that has no answer is refused. Missing: not supported. */
+#define QVNIC_UNKNOWN_OID L"UnknownOid"
+/* REG_DWORD, 1: the NDIS 5 task list is refused while the header in the output buffer has an
+   encapsulation header size of 0. */
+#define QVNIC_NEEDS_HEADER_SIZE L"TaskListNeedsHeaderSize"
 /* What Linux allows for an interface's name, in characters. */
 #define HOST_INTERFACE_CHARS 15
 
@@ -28,6 +33,11 @@
    time it has been given. */
 #define QVNIC_ANSWERS L"Oid"
 #define QVNIC_STEPS   L"Step"
+
+/* The machine's own key. Its value, REG_DWORD, 1: a status of NDIS's reaches the program as it is; 0 or
+   missing: as the NTSTATUS that stands for it. */
+#define QVNIC_MACHINE_KEY         L"Software\\QvBench\\Machine"
+#define QVNIC_UNTRANSLATED_ERRORS L"UntranslatedErrors"
 
 /* CTL_CODE(FILE_DEVICE_PHYSICAL_NETCARD, 0x900, METHOD_BUFFERED, FILE_ANY_ACCESS), no input, no
    output: re-read the adapters, so that \\.\{GUID} opens exactly for those that are served. Handles to

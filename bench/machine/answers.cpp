@@ -39,11 +39,23 @@ template <typename T> static OidAnswer Plain(const T& value) {
     return answer;
 }
 
-// Checksums for IPv4 in both directions, large sends for IPv4.
-static OidAnswer Offload() {
+// The length of NDIS_OFFLOAD up to the last member of a revision, in bytes ("NDIS_OFFLOAD structure",
+// network driver reference).
+struct OffloadRevision {
+    Ndis ndis;
+    UCHAR revision;
+    USHORT bytes;
+};
+constexpr OffloadRevision kRevisions[] = {
+    {Ndis::v6_0, 1, 112},  {Ndis::v6_1, 2, 144},  {Ndis::v6_30, 3, 156},
+    {Ndis::v6_50, 4, 177}, {Ndis::v6_70, 5, 188}, {Ndis::v6_83, 6, 216},
+};
+
+// Checksums for IPv4 in both directions, large sends for IPv4; nothing of what later revisions added.
+static OidAnswer Offload(const OffloadRevision& revision) {
     NDIS_OFFLOAD offload = {};
     static_assert(sizeof offload == 112, "revision 1 of the record");
-    offload.Header = {NDIS_OBJECT_TYPE_OFFLOAD, NDIS_OFFLOAD_REVISION_1, sizeof offload};
+    offload.Header = {NDIS_OBJECT_TYPE_OFFLOAD, revision.revision, revision.bytes};
     auto& transmit = offload.Checksum.IPv4Transmit;
     transmit.Encapsulation = NDIS_ENCAPSULATION_IEEE_802_3;
     transmit.TcpChecksum = transmit.UdpChecksum = transmit.IpChecksum = NDIS_OFFLOAD_SUPPORTED;
@@ -54,7 +66,27 @@ static OidAnswer Offload() {
     largeSend.Encapsulation = NDIS_ENCAPSULATION_IEEE_802_3;
     largeSend.MaxOffLoadSize = 65536;
     largeSend.MinSegmentCount = 2;
-    return Plain(offload);
+    OidAnswer answer = Plain(offload);
+    answer.bytes.resize(revision.bytes);
+    return answer;
+}
+
+// The same as tasks of NDIS 5: a header, then tasks, each with its own offset to the next
+// ("NDIS_TASK_OFFLOAD_HEADER structure").
+static OidAnswer TaskList() {
+    constexpr DWORD kHeader = 28, kTask = 24, kBuffer = 16;
+    constexpr DWORD kChecksums = 0x1C; // TCP, UDP and IP, without options
+    const DWORD list[] = {
+        1,       kHeader,    0,          kHeader,
+        2,       1,          14, // IEEE 802.3, header size fixed, 14 bytes
+        1,       kTask,      0,          kTask - 4 + kBuffer,
+        kBuffer, kChecksums, kChecksums, 0,
+        0, // checksums
+        1,       kTask,      2,          0,
+        kBuffer, 0,          65536,      2,
+        0x0101, // large sends
+    };
+    return Plain(list);
 }
 
 static OidAnswer NoConnectionOffload() {
@@ -65,15 +97,30 @@ static OidAnswer NoConnectionOffload() {
     return Plain(offload);
 }
 
-OidAnswers HostPortAnswers() {
+Ndis NdisOfWindows(const std::wstring& windows) {
+    if (windows[0] == L'5') {
+        return Ndis::v5;
+    }
+    return windows == L"6.0" ? Ndis::v6_0 : windows == L"6.1" ? Ndis::v6_1 : Ndis::v6_83;
+}
+
+OidAnswers HostPortAnswers(Ndis ndis) {
     OidAnswers answers;
-    answers[OID_TCP_OFFLOAD_CURRENT_CONFIG] = Offload();
+    if (ndis == Ndis::v5) {
+        answers[OID_TCP_TASK_OFFLOAD] = TaskList();
+        return answers;
+    }
+    for (const auto& revision : kRevisions) {
+        if (revision.ndis == ndis) {
+            answers[OID_TCP_OFFLOAD_CURRENT_CONFIG] = Offload(revision);
+        }
+    }
     answers[OID_TCP_CONNECTION_OFFLOAD_CURRENT_CONFIG] = NoConnectionOffload();
     return answers;
 }
 
-OidAnswers StandardAnswers(unsigned number) {
-    OidAnswers answers = HostPortAnswers();
+OidAnswers StandardAnswers(unsigned number, Ndis ndis) {
+    OidAnswers answers = HostPortAnswers(ndis);
     struct {
         BYTE bytes[6];
     } address = {{0x02, 0x51, 0x56, 0x00, 0x00, static_cast<BYTE>(number)}};

@@ -59,6 +59,8 @@ class Builder {
         bool unbound = false; // paths that do not lead to the teaming protocol are switched off
         OidAnswers answers;
         std::optional<DWORD> answersLeft;
+        std::optional<DWORD> unknownOid;
+        bool needsHeaderSize = false;
         std::wstring hostInterface;
     };
 
@@ -149,6 +151,8 @@ void Builder::PlanAdapter(const MachineAdapter& adapter) {
     planned.present = adapter.present;
     planned.answers = adapter.answers;
     planned.answersLeft = adapter.answersLeft;
+    planned.unknownOid = adapter.unknownOid;
+    planned.needsHeaderSize = adapter.needsHeaderSize;
     planned.hostInterface = adapter.hostInterface;
     order_.push_back(adapter.name);
     planned_[adapter.name] = planned;
@@ -291,7 +295,9 @@ void Builder::WriteMachineKey() const {
         key.Set(L"LockHolder", machine_.lockHolder);
         key.Set(L"LockSeconds", machine_.lockSeconds);
     }
-    WriteAnswers(layout::kMachine, StandardAnswers(kNewAdapterNumber));
+    key.Set(QVNIC_UNTRANSLATED_ERRORS, machine_.untranslatedErrors);
+    WriteAnswers(layout::kMachine,
+                 StandardAnswers(kNewAdapterNumber, NdisOfWindows(machine_.windows)));
 }
 
 // A driver's service as far as a program reads it.
@@ -355,6 +361,10 @@ void Builder::WriteDevice(const std::wstring& section, const Planned& planned) c
     if (planned.answersLeft) {
         adapter.Set(QVNIC_ANSWERS_LEFT, *planned.answersLeft);
     }
+    if (planned.unknownOid) {
+        adapter.Set(QVNIC_UNKNOWN_OID, *planned.unknownOid);
+    }
+    adapter.Set(QVNIC_NEEDS_HEADER_SIZE, planned.needsHeaderSize);
     if (!planned.hostInterface.empty()) {
         adapter.Set(QVNIC_HOST_INTERFACE, planned.hostInterface);
     }

@@ -27,7 +27,7 @@ struct MachineValue {
     static MachineValue Number(const std::wstring& name, DWORD number);
 };
 
-// A driver's answer to one OID: bytes, or the NTSTATUS to refuse with.
+// A driver's answer to one OID: bytes, or the status to refuse with, an NTSTATUS or one of NDIS's.
 struct OidAnswer {
     bool refused = false;
     DWORD status = 0;
@@ -36,14 +36,21 @@ struct OidAnswer {
 };
 using OidAnswers = std::map<DWORD, OidAnswer>;
 
-// What a healthy 10 Gbit/s adapter answers: addresses, link, frame size, NDIS 6 offload records,
+// Which offload answers a driver gives: the NDIS 5 task list, or an NDIS_OFFLOAD record of the revision
+// that belongs to the NDIS version.
+enum class Ndis { v5, v6_0, v6_1, v6_30, v6_50, v6_70, v6_83 };
+
+// The NDIS version of a Windows version ("6.1").
+Ndis NdisOfWindows(const std::wstring& windows);
+
+// What a healthy 10 Gbit/s adapter answers: addresses, link, frame size, offload records or task list,
 // statistics. The number tells adapters apart: it is the last byte of the address and part of every
 // counter.
-OidAnswers StandardAnswers(unsigned number);
+OidAnswers StandardAnswers(unsigned number, Ndis ndis = Ndis::v6_0);
 
 // What an adapter with a host interface answers of its own: only what the host's kernel has no word
 // for.
-OidAnswers HostPortAnswers();
+OidAnswers HostPortAnswers(Ndis ndis = Ndis::v6_0);
 
 struct MachineAdapter {
     std::wstring name; // how teams and VLANs of the same machine refer to it
@@ -66,6 +73,8 @@ struct MachineAdapter {
     std::wstring hostInterface;       // of the computer below, which answers the rest; empty: none
     std::vector<MachineValue> values; // of the driver key
     OidAnswers answers;
+    std::optional<DWORD> unknownOid; // status that refuses any other OID; none: not supported
+    bool needsHeaderSize = false; // the task list is refused for an encapsulation header size of 0
 };
 
 // An existing team, with the records that the program leaves.
@@ -115,6 +124,7 @@ struct Machine {
     DWORD nextVirtual = 1;
     std::wstring lockHolder;             // empty: nobody holds the network configuration
     DWORD lockSeconds = 0;               // INFINITE: for good
+    bool untranslatedErrors = false;     // programs get NDIS's statuses, not the NTSTATUS for each
     std::vector<std::wstring> processes; // for whoever runs the machine; MachineBuild starts none
     bool protocolInstalled = true;
     bool defaultComponents = true;

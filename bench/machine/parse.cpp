@@ -16,6 +16,7 @@ namespace {
 // What any adapter's section collects before its answers are worked out.
 struct AnswerLines {
     bool standard = true;
+    std::optional<Ndis> ndis;                        // nothing: that of the machine's Windows
     std::map<DWORD, std::optional<OidAnswer>> lines; // nothing: the OID has no answer
 
     OidAnswers Resolve(OidAnswers answers) const {
@@ -33,16 +34,33 @@ struct AnswerLines {
     }
 };
 
+// The shipped machines go by their names alone, with or without .txt.
+static std::wstring ShippedMachine(const std::wstring& name) {
+    if (name.find_first_of(L"\\/") != std::wstring::npos) {
+        return L"";
+    }
+    const std::wstring path = FindBenchFile(L"machines\\" + name + L".txt");
+    return path.empty() ? FindBenchFile(L"machines\\" + name) : path;
+}
+
+static bool ReadMachineFile(const std::wstring& path, std::string* text) {
+    const std::wstring shipped = ShippedMachine(path);
+    return ReadFileBytes(shipped.empty() ? path : shipped, text);
+}
+
 class Parser {
   public:
-    void Line(const std::string& raw);
+    void Text(const std::string& text, const std::wstring& source);
     Machine Finish();
+    std::wstring source; // of the line being read
     int line = 0;
 
   private:
     using Setter = std::function<void(const std::string&)>;
     using Setters = std::map<std::string, Setter>;
 
+    void Line(const std::string& raw);
+    void Include(const std::string& value);
     void Section(const std::string& kind, const std::string& name);
     void Answers(const std::string& key, const std::string& value);
     void InfLine(const std::string& value);
@@ -62,6 +80,7 @@ class Parser {
     AnswerLines* answers_ = nullptr;              // where "oid" lines go
     std::map<std::wstring, AnswerLines> allAnswers_;
     std::map<std::wstring, int> sections_; // name to line
+    bool included_ = false;                // the line being read comes from an included file
 };
 
 void Parser::InfLine(const std::string& value) {
@@ -113,6 +132,10 @@ Parser::Setters Parser::GeneralKeys() {
              }
              m->newDev = WideWords(v);
          }},
+        {"ndis-errors",
+         [=](auto& v) {
+             m->untranslatedErrors = Choice(v, {"translated", "untranslated"}) == 1;
+         }},
         {"team-address", [=](auto& v) { m->teamAddress = TeamAddress(v); }},
         {"team-address-text", [=](auto& v) { m->teamAddressText = Unquoted(v); }},
         {"next-virtual", [=](auto& v) { m->nextVirtual = Dword(v); }},
@@ -153,6 +176,8 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
         {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
         {"answers-left", [=](auto& v) { a->answersLeft = AnswersLeft(v); }},
         {"host-interface", [=](auto& v) { a->hostInterface = HostInterface(v); }},
+        {"unknown-oid", [=](auto& v) { a->unknownOid = NdisStatus(v); }},
+        {"task-list-needs-header-size", [=](auto& v) { a->needsHeaderSize = YesNo(v); }},
     };
 }
 
@@ -238,7 +263,12 @@ void Parser::Section(const std::string& kind, const std::string& name) {
 
 void Parser::Answers(const std::string& key, const std::string& value) {
     if (key == "answers") {
-        answers_->standard = Choice(value, {"none", "standard"}) == 1;
+        constexpr Ndis kNdis[] = {Ndis::v5,    Ndis::v6_0,  Ndis::v6_1, Ndis::v6_30,
+                                  Ndis::v6_50, Ndis::v6_70, Ndis::v6_83};
+        const DWORD choice = Choice(value, {"none", "standard", "ndis-5", "ndis-6.0", "ndis-6.1",
+                                            "ndis-6.30", "ndis-6.50", "ndis-6.70", "ndis-6.83"});
+        answers_->standard = choice > 0;
+        answers_->ndis = choice > 1 ? std::optional<Ndis>(kNdis[choice - 2]) : std::nullopt;
         return;
     }
     if (StartsWith(key, "counter ")) {
@@ -288,7 +318,42 @@ void Parser::Line(const std::string& raw) {
     if (value.empty()) {
         Complain("no value; an empty text is written \"\"");
     }
-    Set(Trim(text.substr(0, equals)), value);
+    const std::string key = Trim(text.substr(0, equals));
+    if (key == "include") {
+        Include(value);
+    } else {
+        Set(key, value);
+    }
+}
+
+// Where a line is wrong, the source and the line number stay those of that line.
+void Parser::Text(const std::string& text, const std::wstring& name) {
+    const std::wstring outerSource = source;
+    const int outerLine = line;
+    source = name;
+    line = 0;
+    for (size_t start = 0; start <= text.size();) {
+        const size_t end = std::min(text.find('\n', start), text.size());
+        line++;
+        Line(text.substr(start, end - start));
+        start = end + 1;
+    }
+    source = outerSource;
+    line = outerLine;
+}
+
+void Parser::Include(const std::string& value) {
+    const std::wstring name = Unquoted(value);
+    std::string text;
+    if (included_) {
+        Complain("an included file includes no other");
+    }
+    if (!ReadMachineFile(name, &text)) {
+        Complain(value + " cannot be read");
+    }
+    included_ = true;
+    Text(text, name);
+    included_ = false;
 }
 
 [[noreturn]] static void Lacks(const std::wstring& name, const char* what) {
@@ -332,17 +397,22 @@ void Parser::CheckReferences() const {
 Machine Parser::Finish() {
     line = 0;
     CheckReferences();
+    const Ndis ofWindows = NdisOfWindows(machine_.windows);
     unsigned number = 0;
-    for (auto& adapter : machine_.adapters) {
+    const auto resolve = [&](const std::wstring& section, bool hostPort) {
+        const AnswerLines& lines = allAnswers_[section];
+        const Ndis ndis = lines.ndis.value_or(ofWindows);
         number++;
-        adapter.answers = allAnswers_[adapter.name].Resolve(
-            adapter.hostInterface.empty() ? StandardAnswers(number) : HostPortAnswers());
+        return lines.Resolve(hostPort ? HostPortAnswers(ndis) : StandardAnswers(number, ndis));
+    };
+    for (auto& adapter : machine_.adapters) {
+        adapter.answers = resolve(adapter.name, !adapter.hostInterface.empty());
     }
     for (auto& team : machine_.teams) {
-        team.answers = allAnswers_[team.name].Resolve(StandardAnswers(++number));
+        team.answers = resolve(team.name, false);
     }
     for (auto& vlan : machine_.vlans) {
-        vlan.answers = allAnswers_[vlan.name].Resolve(StandardAnswers(++number));
+        vlan.answers = resolve(vlan.name, false);
     }
     return std::move(machine_);
 }
@@ -353,34 +423,20 @@ bool MachineParse(const std::string& text, const std::wstring& source, Machine* 
                   std::wstring* error) {
     Parser parser;
     try {
-        for (size_t start = 0; start <= text.size();) {
-            const size_t end = std::min(text.find('\n', start), text.size());
-            parser.line++;
-            parser.Line(text.substr(start, end - start));
-            start = end + 1;
-        }
+        parser.Text(text, source);
         *machine = parser.Finish();
         return true;
     } catch (const Complaint& complaint) {
         const std::wstring where = parser.line ? L":" + std::to_wstring(parser.line) : L"";
-        *error = source + where + L": " + Wide(complaint.what());
+        *error = (parser.source.empty() ? source : parser.source) + where + L": " +
+                 Wide(complaint.what());
         return false;
     }
 }
 
-// The shipped machines go by their names alone, with or without .txt.
-static std::wstring ShippedMachine(const std::wstring& name) {
-    if (name.find_first_of(L"\\/") != std::wstring::npos) {
-        return L"";
-    }
-    const std::wstring path = FindBenchFile(L"machines\\" + name + L".txt");
-    return path.empty() ? FindBenchFile(L"machines\\" + name) : path;
-}
-
 bool MachineLoad(const std::wstring& path, Machine* machine, std::wstring* error) {
-    const std::wstring shipped = ShippedMachine(path);
     std::string text;
-    if (!ReadFileBytes(shipped.empty() ? path : shipped, &text)) {
+    if (!ReadMachineFile(path, &text)) {
         *error = path + L": cannot be read";
         return false;
     }

@@ -1,5 +1,6 @@
 #include "values.h"
 
+#include "../driver/ndis_status.h"
 #include "../driver/qvnic_ioctl.h"
 #include "text.h"
 
@@ -168,11 +169,21 @@ static OidAnswer BytesOf(unsigned long long number, size_t size) {
     return answer;
 }
 
+DWORD NdisStatus(const std::string& value) {
+    constexpr DWORD kStatuses[] = {QV_NDIS_FAILURE,       QV_NDIS_RESOURCES,
+                                   QV_NDIS_NOT_SUPPORTED, QV_NDIS_INVALID_LENGTH,
+                                   QV_NDIS_INVALID_DATA,  QV_NDIS_BUFFER_TOO_SHORT,
+                                   QV_NDIS_INVALID_OID};
+    return kStatuses[Choice(value, {"FAILURE", "RESOURCES", "NOT_SUPPORTED", "INVALID_LENGTH",
+                                    "INVALID_DATA", "BUFFER_TOO_SHORT", "INVALID_OID"})];
+}
+
 std::optional<OidAnswer> Answer(const std::string& value) {
     OidAnswer answer;
     const size_t colon = value.find(':');
     const std::string rest = colon == std::string::npos ? "" : Trim(value.substr(colon + 1));
-    switch (Choice(value.substr(0, colon), {"none", "dword", "qword", "hex", "error"})) {
+    switch (
+        Choice(value.substr(0, colon), {"none", "dword", "qword", "hex", "error", "ndis-error"})) {
     case 0:
         return std::nullopt;
     case 1:
@@ -182,9 +193,13 @@ std::optional<OidAnswer> Answer(const std::string& value) {
     case 3:
         answer.bytes = HexBytes(rest);
         return answer;
-    default:
+    case 4:
         answer.refused = true;
         answer.status = Dword(rest);
+        return answer;
+    default:
+        answer.refused = true;
+        answer.status = NdisStatus(rest);
         return answer;
     }
 }

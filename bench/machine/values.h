@@ -29,7 +29,11 @@ std::wstring Guid(const std::string& value);
 // "text" | 0x.. | multi:"a" "b" | hex(TYPE):..
 MachineValue RegistryValue(const std::string& name, const std::string& text);
 
-// dword:.. | qword:.. | hex:.. | error:.. | none; nothing: the OID has no answer.
+// A status with which NDIS or a miniport refuses an OID, by its name in the network driver reference,
+// without NDIS_STATUS_.
+DWORD NdisStatus(const std::string& value);
+
+// dword:.. | qword:.. | hex:.. | error:.. | ndis-error:.. | none; nothing: the OID has no answer.
 std::optional<OidAnswer> Answer(const std::string& value);
 
 // START STEP

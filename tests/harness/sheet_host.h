@@ -60,7 +60,8 @@ class SheetHost {
     HWND page_ = nullptr;
 };
 
-// A machine of two ports with the tables filled, the first port chosen and all counters forgotten.
+// A machine of two ports with drivers for NDIS 6.0, the tables filled, the first port chosen and all
+// counters forgotten.
 class SheetTest : public MachineTest {
   protected:
     void SetUp() override;
