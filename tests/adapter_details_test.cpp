@@ -68,13 +68,13 @@ struct UnreadCase {
 };
 
 TEST_F(AdapterDetail, ThatCannotBeReadStaysAsItWasAndTheOthersAreRead) {
-    // The first property that is asked for is the name.
     const UnreadCase cases[] = {
         {"all there", L"", L"", L"qvnic", 2, L"3-14-2009", L"2.6.1.0"},
-        {"no service", L"fault SetupDiGetDeviceRegistryPropertyW 2 13", L"", L"old service", 2,
+        {"no service", L"fault SetupDiGetDeviceRegistryPropertyW:SPDRP_SERVICE 1 13", L"",
+         L"old service", 2, L"3-14-2009", L"2.6.1.0"},
+        {"no installation state",
+         L"fault SetupDiGetDeviceRegistryPropertyW:SPDRP_INSTALL_STATE 1 13", L"", L"qvnic", 77,
          L"3-14-2009", L"2.6.1.0"},
-        {"no installation state", L"fault SetupDiGetDeviceRegistryPropertyW 3 13", L"", L"qvnic",
-         77, L"3-14-2009", L"2.6.1.0"},
         {"no date", L"", L"DriverDate", L"qvnic", 2, L"old date", L"2.6.1.0"},
         {"no version", L"", L"DriverVersion", L"qvnic", 2, L"3-14-2009", L"old version"},
     };

@@ -255,7 +255,7 @@ TEST_F(CreationFailure, OfOneMembersRecordIsPassedOver) {
 TEST_F(CreationFailure, OfOneValueOfARecordIsPassedOver) {
     Ports(2);
     Open({0, 1});
-    Bench(L"fault RegSetValueExW 3 5"); // two numbers, then the first member's TeamBinding
+    Bench(L"fault RegSetValueExW:TeamBinding 1 5"); // the first member's
     Outcome made = Create();
     EXPECT_EQ(1, made.result);
     Texts16 values = made.of(L"value-set");

@@ -312,7 +312,7 @@ TEST_F(Creation, ANameOf128CharactersOrMoreIsCutAndTheMembersCarryTheCutOne) {
 TEST_F(Creation, MembersCarryTheNameThatTheSystemReportsBack) {
     Ports(2);
     Open({0, 1}, 1, L"Uplink");
-    Bench(L"fault SetupDiSetDeviceRegistryPropertyW 2 5"); // the name; the first is the hardware id
+    Bench(L"fault SetupDiSetDeviceRegistryPropertyW:SPDRP_FRIENDLYNAME 1 5");
     ASSERT_EQ(1, Create().result);
     EXPECT_EQ(L"Quovane Team Virtual Adapter:Port 0", FriendlyName(Port(0).instance));
     EXPECT_EQ((Texts16{L"Quovane Team Virtual Adapter"}), page->rowTexts(IDC_TEAM_LIST));

@@ -89,7 +89,7 @@ TEST_F(InstallRoute, FallsBackToTheNextWhenOneFails) {
         {L"5.1", L"fault InstallSelectedDriver 1 1603", {kSelected, kDi}, kDi},
         {L"5.1", L"fault SetupDiSetSelectedDevice 1 31", {kDi}, kDi},
         {L"5.1", L"fault SetupDiBuildDriverInfoList 1 31", {kDi}, kDi},
-        {L"5.1", L"fault SetupDiCallClassInstaller 2 31", {kDi}, kDi},
+        {L"5.1", L"fault SetupDiCallClassInstaller:DIF_SELECTBESTCOMPATDRV 1 31", {kDi}, kDi},
         {L"5.2",
          L"fault InstallSelectedDriver 1 1603;fault DiInstallDevice 1 5",
          {kSelected, kDi, kUpdate},

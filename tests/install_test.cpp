@@ -78,7 +78,7 @@ TEST_F(Install, CutsTheNameTo127Characters) {
 
 TEST_F(Install, GivesBackTheDescriptionWhenTheNameCannotBeSet) {
     LoadAndBuild(L"two-ports");
-    Bench(L"fault SetupDiSetDeviceRegistryPropertyW 2 5");
+    Bench(L"fault SetupDiSetDeviceRegistryPropertyW:SPDRP_FRIENDLYNAME 1 5");
     Installed got = Run(L"Team0");
     EXPECT_EQ(INSTALL_OK, got.result);
     EXPECT_EQ(L"Quovane Team Virtual Adapter", got.name);
@@ -162,7 +162,7 @@ TEST_F(Install, OnWindows5LeavesNothingBehindWhenItsOnlyRouteFails) {
         {L"fault SetupDiGetDeviceInstallParamsW 1 31", 31, true},
         {L"fault SetupDiSetDeviceInstallParamsW 1 87", 87, true},
         {L"fault SetupDiBuildDriverInfoList 1 8", 8, true},
-        {L"fault SetupDiCallClassInstaller 2 0xE0000228", 0xE0000228, true},
+        {L"fault SetupDiCallClassInstaller:DIF_SELECTBESTCOMPATDRV 1 0xE0000228", 0xE0000228, true},
         {L"fault SetupDiGetSelectedDriverW 1 0xE0000203", 0xE0000203, true},
         {L"fault InstallSelectedDriver 1 1603", 1603, true},
     };
@@ -202,7 +202,7 @@ TEST_F(Install, FailsJustSoWhenTheHalfMadeDeviceCannotBeRemoved) {
     LoadAndBuild(L"two-ports");
     const std::string before = MachineDump();
     Bench(L"fault RegQueryValueExW 1 1018");
-    Bench(L"fault SetupDiCallClassInstaller 2 905");
+    Bench(L"fault SetupDiCallClassInstaller:DIF_REMOVE 1 905");
     Installed got = Run(L"Team0");
     EXPECT_EQ(INSTALL_FAILED, got.result);
     EXPECT_EQ(1018u, got.error);
@@ -293,7 +293,7 @@ TEST_F(Install, SucceedsWhenOnlyTheForcedUpdateIsThereAndFails) {
     Build();
     const std::wstring guid = L"{B0000000-0000-4000-8000-00000000000A}";
     Bench(L"fault UpdateDriverForPlugAndPlayDevicesW 1 0xE0000203");
-    Bench(L"hold SetupDiSetDeviceRegistryPropertyW 2");
+    Bench(L"hold SetupDiSetDeviceRegistryPropertyW:SPDRP_FRIENDLYNAME 1");
     Installed got;
     std::thread installer([&] { got = Run(L"Team0"); });
     EXPECT_TRUE(drive::WaitUntil([] { return Bench(L"held") != L"no"; }));

@@ -337,8 +337,8 @@ TEST_F(VlanCreation, SucceedsThoughItsValuesCannotBeWritten) {
     const struct {
         const wchar_t* fault;
         std::string values;
-    } cases[] = {{L"fault RegSetValueExW 4 5", "VlanName = REG_SZ \"Voice\"\n"},
-                 {L"fault RegSetValueExW 5 5", "VlanID = REG_DWORD 0x0000000A\n"},
+    } cases[] = {{L"fault RegSetValueExW:VlanID 1 5", "VlanName = REG_SZ \"Voice\"\n"},
+                 {L"fault RegSetValueExW:VlanName 1 5", "VlanID = REG_DWORD 0x0000000A\n"},
                  {L"fault RegSetValueExW 4 5 all", ""}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(c.fault)));

@@ -28,6 +28,10 @@ extern "C" {
 // a module twice changes nothing. The patch lasts as long as the module does.
 QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 
+// The bench's function of this name, as an attached module calls it; null when there is none. One that
+// ends in the real function works only after a module that imports it has been attached.
+QV_BENCH_API void* WINAPI BenchRoutine(const char* name);
+
 // Runs one command. 1 = done, 0 = refused (unknown command, bad arguments). `reply` (may be null)
 // receives the text that the pipe would give behind "ok " or "error ", cut to `cchReply` characters
 // including its terminator.
@@ -41,8 +45,23 @@ QV_BENCH_API BOOL WINAPI BenchAttach(HMODULE module);
 //   held / release                         "yes NAME" or "no" / lets the held calls go on
 //   clear                                  forgets all faults, holds and prompts, lets held calls
 //                                          go on
+//   In the three above NAME may be NAME:DETAIL, which selects the calls that ask for one thing:
+//     SetupDiCallClassInstaller:DIF_REGISTERDEVICE   the class installer's function
+//     SetupDiChangeState:DICS_ENABLE         the change in the class install parameters
+//     SetupDiGetDeviceRegistryPropertyW:SPDRP_HARDWAREID   the property; also ...Set...
+//     RegOpenKeyExW:Adapters                 the key's last component; also RegCreateKeyExW,
+//                                            RegDeleteKeyW
+//     RegSetValueExW:TeamNumber              the value's name, @ for the default one; also
+//                                            RegQueryValueExW, RegDeleteValueW
+//     DeviceIoControl:0x01010102             the OID of a query to an adapter's driver
+//                                          The case of letters does not matter. Such a call counts
+//                                          as one of NAME, too. A detail that does not exist is
+//                                          refused
+//   count NAME:DETAIL                      counts these calls from now on, as the three above do
 //   calls [NAME]                           calls since the start or `reset-counts`; one number, or
-//                                          a line "NAME count" for each wrapped function
+//                                          a line "NAME count" for each wrapped function, without
+//                                          details. NAME:DETAIL: calls since it was first named;
+//                                          refused when nothing has named it
 //                                          A message that inserts a row is also a call of its own:
 //                                          LVM_INSERTITEMW, LB_INSERTSTRING, CB_INSERTSTRING
 //   reset-counts

@@ -61,6 +61,8 @@ bool Refuse(std::wstring* reply, const wchar_t* reason) {
     return false;
 }
 
+const wchar_t kNoDetail[] = L"no such detail";
+
 bool Fault(const Words& words, std::wstring* reply) {
     FaultRequest request = {};
     ULONGLONG nth;
@@ -82,8 +84,7 @@ bool Fault(const Words& words, std::wstring* reply) {
     request.name = Narrow(words[1]);
     request.nth = static_cast<DWORD>(nth);
     request.failure.error = static_cast<DWORD>(error);
-    AddFault(request);
-    return true;
+    return AddFault(request) || Refuse(reply, kNoDetail);
 }
 
 bool Hold(const Words& words, std::wstring* reply) {
@@ -94,16 +95,21 @@ bool Hold(const Words& words, std::wstring* reply) {
                    ParseNumber(words[3].substr(except.size()), &thread);
     if ((words.Count() != 3 && !bounded) || !ParseNumber(words[2], &nth) || nth == 0)
         return Refuse(reply, L"hold NAME NTH [except=THREAD]");
-    AddHold(Narrow(words[1]), static_cast<DWORD>(nth), static_cast<DWORD>(thread));
-    return true;
+    return AddHold(Narrow(words[1]), static_cast<DWORD>(nth), static_cast<DWORD>(thread)) ||
+           Refuse(reply, kNoDetail);
 }
 
 bool Prompt(const Words& words, std::wstring* reply) {
     ULONGLONG nth;
     if (words.Count() != 3 || !ParseNumber(words[2], &nth) || nth == 0)
         return Refuse(reply, L"prompt NAME NTH");
-    AddPrompt(Narrow(words[1]), static_cast<DWORD>(nth));
-    return true;
+    return AddPrompt(Narrow(words[1]), static_cast<DWORD>(nth)) || Refuse(reply, kNoDetail);
+}
+
+bool Count(const Words& words, std::wstring* reply) {
+    if (words.Count() != 2)
+        return Refuse(reply, L"count NAME:DETAIL");
+    return AddCount(Narrow(words[1])) || Refuse(reply, kNoDetail);
 }
 
 bool Held(const Words&, std::wstring* reply) {
@@ -119,7 +125,7 @@ bool Calls(const Words& words, std::wstring* reply) {
     }
     DWORD count;
     if (!CallCount(Narrow(words[1]), &count))
-        return Refuse(reply, L"no such function");
+        return Refuse(reply, L"no such function, or a detail that is not counted yet");
     *reply = std::to_wstring(count);
     return true;
 }
@@ -229,6 +235,7 @@ const std::map<std::wstring, Handler>& Handlers() {
         {L"held", Held},
         {L"release", Run<ReleaseHeld>},
         {L"clear", Run<ClearFaults>},
+        {L"count", Count},
         {L"calls", Calls},
         {L"reset-counts", Run<ResetCounts>},
         {L"unwrapped", Tell<UnwrappedImports>},
