@@ -17,6 +17,7 @@ namespace {
 
 SRWLOCK g_lock = SRWLOCK_INIT;
 std::set<std::string>& g_unwrapped = *new std::set<std::string>;
+std::set<HMODULE>& g_modules = *new std::set<HMODULE>;
 
 void PatchSlot(ULONGLONG* slot, void* wrapper) {
     DWORD protection;
@@ -94,12 +95,37 @@ std::wstring UnwrappedImports() {
     return text;
 }
 
+bool ManifestNames(const char* guid) {
+    Guard guard(&g_lock);
+    for (HMODULE module : g_modules) {
+        for (int id = 1; id <= 2; id++) { // of an executable, of a library
+            HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(id), MAKEINTRESOURCEW(24));
+            HGLOBAL loaded = found ? LoadResource(module, found) : nullptr;
+            if (!loaded)
+                continue;
+            const std::string text(static_cast<const char*>(LockResource(loaded)),
+                                   SizeofResource(module, found));
+            if (text.find(guid) != std::string::npos)
+                return true;
+        }
+    }
+    return false;
+}
+
 } // namespace bench
 
 BOOL WINAPI BenchAttach(HMODULE module) {
     bench::KeepLastError keep;
     bench::Guard guard(&bench::g_lock);
-    return module && bench::PatchImports(reinterpret_cast<BYTE*>(module));
+    if (!module || !bench::PatchImports(reinterpret_cast<BYTE*>(module)))
+        return FALSE;
+    bench::g_modules.insert(module);
+    return TRUE;
+}
+
+void* WINAPI BenchRoutine(const char* name) {
+    int index = bench::FindWrapper(name);
+    return index < 0 ? nullptr : bench::WrapperAt(index);
 }
 
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {

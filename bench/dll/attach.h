@@ -10,6 +10,9 @@ namespace bench {
 // the C run-time library.
 std::wstring UnwrappedImports();
 
+// Whether the manifest of an attached module has this text, a GUID of its list of supported systems.
+bool ManifestNames(const char* guid);
+
 } // namespace bench
 
 #endif

@@ -72,7 +72,8 @@ QV_BENCH_API void* WINAPI BenchRoutine(const char* name);
 //   now / advance MS                       the bench clock in milliseconds
 //   exit                                   ends the process through the C runtime, wherever it is
 //   reload                                 reads HKLM\Software\QvBench\Machine again
-//   admin 0|1, version 5.1                 overrides of the machine's data until `reload`
+//   admin 0|1, version 5.2 [workstation|server]
+//                                          overrides of the machine's data until `reload`
 //   answer NAME TEXT                       what GetSystemDirectoryW or GetSystemWindowsDirectoryW
 //                                          gives; without TEXT the real one
 //   message-box IDOK|IDCANCEL|... [all]    answers the next (all: every) message box unseen

@@ -146,8 +146,9 @@ bool Admin(const Words& words, std::wstring* reply) {
 }
 
 bool SetVersion(const Words& words, std::wstring* reply) {
-    if (words.Count() != 2 || !OverrideVersion(words[1]))
-        return Refuse(reply, L"version MAJOR.MINOR");
+    if (words.Count() < 2 || words.Count() > 3 ||
+        !OverrideVersion(words[1], words.Count() == 3 ? words[2] : L""))
+        return Refuse(reply, L"version MAJOR.MINOR [workstation|server]");
     return true;
 }
 

@@ -16,6 +16,7 @@ namespace {
 struct Overrides {
     bool hasVersion;
     Version version;
+    bool server;
     bool hasAdministrator;
     bool administrator;
 };
@@ -60,6 +61,11 @@ bool ParseVersion(const std::wstring& text, Version* version) {
         return false;
     *version = {major, minor};
     return true;
+}
+
+// `product`: "server", "workstation", or "" for what the version is when nothing else is said.
+bool MeansServer(Version version, const std::wstring& product) {
+    return product.empty() ? version.major == 5 && version.minor == 2 : product == L"server";
 }
 
 } // namespace
@@ -179,6 +185,15 @@ Version WindowsVersion() {
     return version;
 }
 
+bool IsServer() {
+    {
+        Guard guard(&g_lock);
+        if (g_overrides.hasVersion)
+            return g_overrides.server;
+    }
+    return MeansServer(WindowsVersion(), ReadText(kMachineKey, L"Product"));
+}
+
 bool IsAdministrator() {
     {
         Guard guard(&g_lock);
@@ -195,13 +210,15 @@ bool HasNewDevRoutine(const std::wstring& name) {
     return false;
 }
 
-bool OverrideVersion(const std::wstring& text) {
+bool OverrideVersion(const std::wstring& text, const std::wstring& product) {
     Version version;
-    if (!ParseVersion(text, &version))
+    if (!ParseVersion(text, &version) ||
+        (!product.empty() && product != L"server" && product != L"workstation"))
         return false;
     Guard guard(&g_lock);
     g_overrides.hasVersion = true;
     g_overrides.version = version;
+    g_overrides.server = MeansServer(version, product);
     return true;
 }
 

@@ -38,9 +38,11 @@ struct Version {
     DWORD minor;
 };
 Version WindowsVersion();
+bool IsServer(); // a server, or else a workstation; 5.2 is a server unless the machine says otherwise
 bool IsAdministrator();
 bool HasNewDevRoutine(const std::wstring& name);
-bool OverrideVersion(const std::wstring& text); // "5.1"; false when it is no version
+// "5.2", "5.2 workstation"; false when it is no version.
+bool OverrideVersion(const std::wstring& text, const std::wstring& product);
 void OverrideAdministrator(bool administrator);
 void ForgetOverrides();
 

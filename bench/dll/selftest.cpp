@@ -247,6 +247,12 @@ void TestSystem() {
     version.dwOSVersionInfoSize = sizeof(version);
     CHECK(GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) &&
           version.dwMajorVersion == 6 && version.dwMinorVersion == 1);
+    // This program has no manifest.
+    for (const wchar_t* later : {L"version 6.2", L"version 6.3", L"version 10.0"}) {
+        Command(later);
+        CHECK(GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) &&
+              version.dwMajorVersion == 6 && version.dwMinorVersion == 2);
+    }
     Command(L"reload");
     version.dwOSVersionInfoSize = 280;
     CHECK_REFUSED(ERROR_INSUFFICIENT_BUFFER,

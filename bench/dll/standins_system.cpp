@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <string>
 
+#include "attach.h"
 #include "bench.h"
 #include "clock.h"
 #include "data.h"
@@ -26,16 +27,38 @@ struct Release {
     Version version;
     DWORD build;
     WORD servicePack;
+    DWORD serverBuild; // where a server has another one
 };
+// 5.1 is an artificial answer: Windows XP for 64-bit processors reports 5.2 as a workstation, so no
+// 64-bit program ever sees 5.1 ("OSVERSIONINFOEXW structure").
 const Release kReleases[] = {
-    {{5, 1}, 2600, 3}, {{5, 2}, 3790, 2}, {{6, 0}, 6002, 2}, {{6, 1}, 7601, 1}, {{10, 0}, 19045, 0},
+    {{5, 1}, 2600, 3, 2600},    {{5, 2}, 3790, 2, 3790}, {{6, 0}, 6002, 2, 6002},
+    {{6, 1}, 7601, 1, 7601},    {{6, 2}, 9200, 0, 9200}, {{6, 3}, 9600, 0, 9600},
+    {{10, 0}, 19045, 0, 20348},
 };
 
 Release ReleaseOf(Version version) {
     for (const Release& release : kReleases)
         if (release.version.major == version.major && release.version.minor == version.minor)
             return release;
-    return {version, 9999, 0};
+    return {version, 9999, 0, 9999};
+}
+
+bool IsLater(Version one, Version other) {
+    return one.major != other.major ? one.major > other.major : one.minor > other.minor;
+}
+
+// "GetVersionExW function", "Targeting your application for Windows": from 8.1 on a program is told the
+// latest release, up to the machine's, that its manifest names as supported, and 6.2 when it names none
+// of them. On Windows the executable's manifest counts; here that of any attached module.
+Version ToldVersion(Version version) {
+    const Version eight = {6, 2};
+    const Version eightOne = {6, 3};
+    if (!IsLater(version, eight))
+        return version;
+    if (IsLater(version, eightOne) && ManifestNames("{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"))
+        return version;
+    return ManifestNames("{1f676c76-80e1-4239-95bb-83d0f6d0da78}") ? eightOne : eight;
 }
 
 bool IsAdministratorsAlias(PSID sid) {
@@ -95,17 +118,16 @@ BOOL WINAPI GetVersionExW(LPOSVERSIONINFOW version) {
         return FALSE;
     }
     KeepLastError keep;
-    Release release = ReleaseOf(WindowsVersion());
+    Release release = ReleaseOf(ToldVersion(WindowsVersion()));
+    const bool server = IsServer();
     OSVERSIONINFOEXW full = {};
     full.dwOSVersionInfoSize = version->dwOSVersionInfoSize;
     full.dwMajorVersion = release.version.major;
     full.dwMinorVersion = release.version.minor;
-    full.dwBuildNumber = release.build;
+    full.dwBuildNumber = server ? release.serverBuild : release.build;
     full.dwPlatformId = VER_PLATFORM_WIN32_NT;
     full.wServicePackMajor = release.servicePack;
-    full.wProductType = VER_NT_WORKSTATION;
-    if (release.version.major == 5 && release.version.minor == 2)
-        full.wProductType = VER_NT_SERVER;
+    full.wProductType = server ? VER_NT_SERVER : VER_NT_WORKSTATION;
     if (release.servicePack)
         lstrcpynW(full.szCSDVersion, Format(L"Service Pack %u", release.servicePack).c_str(),
                   ARRAYSIZE(full.szCSDVersion));

@@ -286,6 +286,8 @@ void WriteAnswers(const std::wstring& path, const OidAnswers& answers) {
 void Builder::WriteMachineKey() const {
     const Key key = Key::Create(layout::kMachine);
     key.Set(L"Windows", machine_.windows);
+    key.Set(L"Product", machine_.product);
+    key.Set(MachineValue::MultiText(L"ProcessList", machine_.processList));
     key.Set(L"Administrator", machine_.administrator);
     key.Set(MachineValue::MultiText(L"NewDev", machine_.newDev));
     key.Set(L"TeamAddress", machine_.teamAddress);

@@ -117,6 +117,7 @@ struct MachineKey {
 
 struct Machine {
     std::wstring windows = L"10.0";
+    std::wstring product; // "server" or "workstation"; empty: 5.2 is a server, others are not
     bool administrator = true;
     std::vector<std::wstring> newDev; // entry points of newdev.dll
     std::wstring teamAddress = L"at once";
@@ -126,6 +127,8 @@ struct Machine {
     DWORD lockSeconds = 0;               // INFINITE: for good
     bool untranslatedErrors = false;     // programs get NDIS's statuses, not the NTSTATUS for each
     std::vector<std::wstring> processes; // for whoever runs the machine; MachineBuild starts none
+    // In the order of the system's list: "refused:NAME", "session:NAME", and "*" for the real ones.
+    std::vector<std::wstring> processList = {L"refused:csrss.exe", L"*", L"refused:csrss.exe"};
     bool protocolInstalled = true;
     bool defaultComponents = true;
     std::vector<NetCfgComponent> components; // beside or instead of the default ones of the same id

@@ -106,6 +106,20 @@ static void Lock(const std::string& value, Machine* machine) {
     machine->lockSeconds = seconds == "forever" ? INFINITE : Dword(seconds);
 }
 
+static void Windows(const std::string& value, Machine* machine) {
+    const auto words = Words(value);
+    if (words.empty() || words.size() > 2) {
+        Complain("windows = VERSION [workstation|server] is meant");
+    }
+    Choice(words[0], {"5.1", "5.2", "6.0", "6.1", "6.2", "6.3", "10.0"});
+    machine->windows = Wide(words[0]);
+    machine->product.clear();
+    if (words.size() == 2) {
+        Choice(words[1], {"workstation", "server"});
+        machine->product = Wide(words[1]);
+    }
+}
+
 static std::wstring TeamAddress(const std::string& value) {
     if (StartsWith(value, "after ")) {
         Dword(Trim(value.substr(6)));
@@ -118,11 +132,7 @@ static std::wstring TeamAddress(const std::string& value) {
 Parser::Setters Parser::GeneralKeys() {
     Machine* m = &machine_;
     return {
-        {"windows",
-         [=](auto& v) {
-             Choice(v, {"5.1", "5.2", "6.0", "6.1", "10.0"});
-             m->windows = Wide(v);
-         }},
+        {"windows", [=](auto& v) { Windows(v, m); }},
         {"administrator", [=](auto& v) { m->administrator = YesNo(v); }},
         {"newdev",
          [=](auto& v) {
@@ -140,6 +150,7 @@ Parser::Setters Parser::GeneralKeys() {
         {"team-address-text", [=](auto& v) { m->teamAddressText = Unquoted(v); }},
         {"next-virtual", [=](auto& v) { m->nextVirtual = Dword(v); }},
         {"processes", [=](auto& v) { m->processes = WideWords(v); }},
+        {"process-list", [=](auto& v) { m->processList = ProcessList(v); }},
         {"lock", [=](auto& v) { Lock(v, m); }},
         {"inf", [=](auto& v) { InfLine(v); }},
         {"protocol",

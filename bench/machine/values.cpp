@@ -218,6 +218,19 @@ std::optional<DWORD> AnswersLeft(const std::string& value) {
     return value == "none" ? std::optional<DWORD>() : Dword(value);
 }
 
+std::vector<std::wstring> ProcessList(const std::string& value) {
+    const auto words = Words(value);
+    for (const auto& word : words) {
+        if (word != "*" && !StartsWith(word, "refused:") && !StartsWith(word, "session:")) {
+            Complain("process-list takes refused:NAME, session:NAME and *");
+        }
+    }
+    if (std::count(words.begin(), words.end(), "*") != 1) {
+        Complain("process-list needs one *, where the real processes stand");
+    }
+    return WideWords(value);
+}
+
 std::wstring HostInterface(const std::string& value) {
     const std::wstring name = Unquoted(value);
     if (name.empty() || name.size() > HOST_INTERFACE_CHARS || name == L"." || name == L".." ||

@@ -42,6 +42,9 @@ OidAnswer Counter(const std::string& value);
 // A count, or none.
 std::optional<DWORD> AnswersLeft(const std::string& value);
 
+// refused:NAME, session:NAME, and one *.
+std::vector<std::wstring> ProcessList(const std::string& value);
+
 // A name that Linux allows for a network interface.
 std::wstring HostInterface(const std::string& value);
 
