@@ -3,6 +3,7 @@
 #include "harness/machine_test.h"
 #include "harness/program.h"
 #include "harness/scratch_folder.h"
+#include "harness/tray.h"
 
 #include "drive/dialogs.h"
 #include "drive/input.h"
@@ -413,7 +414,7 @@ TEST_F(BlanksInPaths, StartNoProgramThatAPathOnlyBeginsWith) {
     for (const wchar_t* end : {L"", L"\\"}) {
         RunningProgram program(L"answer GetSystemDirectoryW " + system.path() + end);
         program.click(L"1011");
-        EXPECT_EQ(std::vector<std::wstring>{L"\"" + system.path() + L"\\QvTray.exe\""},
+        EXPECT_EQ(std::vector<std::wstring>{TrayStart(L"\"" + system.path() + L"\\QvTray.exe\"")},
                   Texts(program.journal(), L"process-start"));
         ExpectTrayListens();
         EXPECT_EQ(0, ProcessesNamed(L"Program.exe"));
@@ -438,7 +439,7 @@ TEST_F(BlanksInPaths, LeaveThePathOfAnOrdinarySystemAsItIs) {
     system.copyIn(L"QvTray.exe", L"QvTray.exe");
     RunningProgram program(L"answer GetSystemDirectoryW " + system.path());
     program.click(L"1011");
-    EXPECT_EQ(std::vector<std::wstring>{system.path() + L"\\QvTray.exe"},
+    EXPECT_EQ(std::vector<std::wstring>{TrayStart(system.path() + L"\\QvTray.exe")},
               Texts(program.journal(), L"process-start"));
     ExpectTrayListens();
     program.click(L"1011");

@@ -75,6 +75,25 @@ std::wstring DialogName(LPCWSTR dialog) {
     return dialog;
 }
 
+// What a process gets from the one that starts it.
+std::wstring StartText(BOOL inherit, DWORD flags, const STARTUPINFOW& startup) {
+    std::wstring show = L"default";
+    if (startup.dwFlags & STARTF_USESHOWWINDOW)
+        show = std::to_wstring(startup.wShowWindow);
+    return Format(L" flags=0x%08X startf=0x%08X show=%s inherit=%d", flags, startup.dwFlags,
+                  show.c_str(), inherit != FALSE);
+}
+
+// "BroadcastSystemMessageW function": BSF_POSTMESSAGE and BSF_SENDNOTIFYMESSAGE are not for use with
+// BSF_QUERY, and BSM_ALLDESKTOPS needs the SE_TCB_NAME privilege. No error is documented.
+void ReportBroadcastMisuse(DWORD flags, DWORD recipients) {
+    if ((flags & BSF_QUERY) && (flags & (BSF_POSTMESSAGE | BSF_SENDNOTIFYMESSAGE)))
+        Journal(L"misuse", L"BroadcastSystemMessageW: BSF_QUERY with BSF_POSTMESSAGE or "
+                           L"BSF_SENDNOTIFYMESSAGE");
+    if (recipients & BSM_ALLDESKTOPS)
+        Journal(L"misuse", L"BroadcastSystemMessageW: BSM_ALLDESKTOPS without SE_TCB_NAME");
+}
+
 void* Apartment() {
     return reinterpret_cast<void*>(static_cast<ULONG_PTR>(GetCurrentThreadId()));
 }
@@ -122,7 +141,7 @@ BOOL WINAPI CreateProcessW(LPCWSTR application, LPWSTR commandLine,
     KeepLastError keep;
     Opened(Kind::Handles, information->hProcess, "CreateProcessW");
     Opened(Kind::Handles, information->hThread, "CreateProcessW");
-    Journal(L"process-start", what);
+    Journal(L"process-start", what + StartText(inherit, flags, *startup));
     return TRUE;
 }
 
@@ -146,11 +165,15 @@ LONG WINAPI BroadcastSystemMessageW(DWORD flags, LPDWORD recipients, UINT messag
         if (registered != g_messages.end())
             name = registered->second;
     }
+    DWORD wanted = recipients ? *recipients : BSM_ALLCOMPONENTS;
+    ReportBroadcastMisuse(flags, wanted);
     SetLastError(error);
     LONG result = ::BroadcastSystemMessageW(flags, recipients, message, wParam, lParam);
     if (result >= 0) {
         KeepLastError keep;
-        Journal(L"broadcast", name);
+        Journal(L"broadcast",
+                name + Format(L" flags=0x%X recipients=0x%X wParam=0x%I64X lParam=0x%I64X", flags,
+                              wanted, static_cast<UINT64>(wParam), static_cast<UINT64>(lParam)));
     }
     return result;
 }

@@ -1,6 +1,7 @@
 // The registry as the program uses it: the real one, with a record of which key a handle means, of
-// every change, and with the one rule that Wine lacks: who is no administrator cannot write below
-// HKEY_LOCAL_MACHINE (registry key security and access rights, Windows documentation).
+// every change, and with the rules that Wine lacks: who is no administrator cannot write below
+// HKEY_LOCAL_MACHINE ("Registry Key Security and Access Rights"), and volatile keys are lost when the
+// machine restarts.
 #include "standins.h"
 
 #include <map>
@@ -12,6 +13,7 @@
 #include "last_error.h"
 #include "lock.h"
 #include "tally.h"
+#include "volatile_keys.h"
 
 namespace bench {
 
@@ -126,6 +128,9 @@ LSTATUS WINAPI RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM acc
     return status;
 }
 
+// "RegCreateKeyExW function": REG_OPTION_VOLATILE is ignored for a key that exists. Wine refuses a
+// stable key below a volatile one with ERROR_CHILD_MUST_BE_VOLATILE, as Windows does. The keys between
+// `key` and a new volatile one are volatile, too (unverified).
 LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass,
                                DWORD options, REGSAM access, LPSECURITY_ATTRIBUTES security,
                                PHKEY result, LPDWORD disposition) {
@@ -133,6 +138,8 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR 
     if (!MayWrite(open, access) ||
         (!MayWrite(open, KEY_CREATE_SUB_KEY) && !CanBeOpened(key, subKey)))
         return ERROR_ACCESS_DENIED;
+    const bool isVolatile = (options & REG_OPTION_VOLATILE) != 0;
+    const size_t existed = isVolatile ? ExistingComponents(key, subKey) : 0;
     DWORD made = 0;
     LSTATUS status = ::RegCreateKeyExW(key, subKey, reserved, keyClass, options, access, security,
                                        result, &made);
@@ -142,8 +149,10 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR 
     if (disposition)
         *disposition = made;
     Remember(*result, open, "RegCreateKeyExW");
-    if (made == REG_CREATED_NEW_KEY)
-        Journal(L"key-create", open.name);
+    if (made == REG_CREATED_NEW_KEY) {
+        RememberCreation(*result, subKey, existed, isVolatile);
+        Journal(L"key-create", open.name + (isVolatile ? L" volatile" : L""));
+    }
     return status;
 }
 
@@ -185,9 +194,16 @@ LSTATUS WINAPI RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
     OpenKey open = Below(key, subKey);
     if (!MayWrite(open, DELETE) && CanBeOpened(key, subKey))
         return ERROR_ACCESS_DENIED;
+    std::wstring path;
+    HKEY doomed;
+    if (::RegOpenKeyExW(key, subKey, 0, KEY_READ, &doomed) == ERROR_SUCCESS) {
+        path = MachinePath(doomed);
+        ::RegCloseKey(doomed);
+    }
     LSTATUS status = ::RegDeleteKeyW(key, subKey);
     if (status == ERROR_SUCCESS) {
         KeepLastError keep;
+        ForgetVolatile(path);
         Journal(L"key-delete", open.name);
     }
     return status;

@@ -5,6 +5,7 @@
 #define QV_BENCH_DLL_STANDINS_H
 
 #include <windows.h>
+#include <prsht.h>
 #include <setupapi.h>
 #include <cstddef>
 
@@ -66,6 +67,16 @@ void WINAPI Sleep(DWORD milliseconds);
 UINT WINAPI GetSystemDirectoryW(LPWSTR buffer, UINT size);
 UINT WINAPI GetSystemWindowsDirectoryW(LPWSTR buffer, UINT size);
 
+// standins_driver.cpp
+BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out,
+                            DWORD outSize, LPDWORD returned, LPOVERLAPPED overlapped);
+
+// standins_process.cpp
+BOOL WINAPI EnumProcesses(DWORD* ids, DWORD size, DWORD* returned);
+HANDLE WINAPI OpenProcess(DWORD access, BOOL inherit, DWORD id);
+BOOL WINAPI EnumProcessModules(HANDLE process, HMODULE* modules, DWORD size, LPDWORD needed);
+DWORD WINAPI GetModuleBaseNameW(HANDLE process, HMODULE module, LPWSTR name, DWORD size);
+
 // recorder_registry.cpp
 LSTATUS WINAPI RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, PHKEY result);
 LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass,
@@ -78,6 +89,9 @@ LSTATUS WINAPI RegDeleteValueW(HKEY key, LPCWSTR name);
 LSTATUS WINAPI RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 HKEY WINAPI SetupDiOpenDevRegKey(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
                                  DWORD type, REGSAM access);
+
+// recorder_sheet.cpp
+INT_PTR WINAPI PropertySheetW(LPCPROPSHEETHEADERW header);
 
 // recorder.cpp
 BOOL WINAPI CreateProcessW(LPCWSTR application, LPWSTR commandLine,
