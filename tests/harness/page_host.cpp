@@ -3,7 +3,9 @@
 #include "app/team_page_dialog.h"
 
 #include <commctrl.h>
+#include <deque>
 #include <gtest/gtest.h>
+#include <map>
 #include <prsht.h>
 
 extern BOOL g_firstTime;
@@ -88,12 +90,52 @@ std::vector<std::wstring> PageHost::rowTexts(int list) const {
     return texts;
 }
 
+std::vector<bool> PageHost::rowTicks(int list) const {
+    std::vector<bool> ticks;
+    for (int row = 0; row < rows(list); row++)
+        ticks.push_back(rowTicked(list, row));
+    return ticks;
+}
+
 bool PageHost::rowTicked(int list, int row) const {
     return ListView_GetCheckState(control(list), row) == 1;
 }
 
 void PageHost::tickRow(int list, int row, bool on) {
     ListView_SetCheckState(control(list), row, on);
+}
+
+void PageHost::clickRow(int list, int row) {
+    notifyClick(list);
+    tickRow(list, row, !rowTicked(list, row));
+    redraw(list, row);
+}
+
+void PageHost::clickRow(int list, int row, bool on) {
+    if (rowTicked(list, row) != on)
+        clickRow(list, row);
+}
+
+void PageHost::redrawRow(int list, int row) {
+    rowText(list, row);
+}
+
+void PageHost::redraw(int list, int row) {
+    std::deque<std::pair<int, int>> due = {{list, row}};
+    while (!due.empty()) {
+        const auto next = due.front();
+        due.pop_front();
+        std::map<int, std::vector<bool>> before;
+        for (int either : {IDC_NIC_LIST, IDC_TEAM_LIST})
+            before[either] = rowTicks(either);
+        redrawRow(next.first, next.second);
+        for (const auto& [either, ticks] : before) {
+            for (int i = 0; i < rows(either); i++) {
+                if (rowTicked(either, i) != ticks[i])
+                    due.push_back({either, i});
+            }
+        }
+    }
 }
 
 void PageHost::notifyClick(int list) {

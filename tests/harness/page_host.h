@@ -35,11 +35,24 @@ class PageHost {
     int rows(int list) const;
     std::wstring rowText(int list, int row) const;
     std::vector<std::wstring> rowTexts(int list) const;
+    std::vector<bool> rowTicks(int list) const;
     bool rowTicked(int list, int row) const;
     void tickRow(int list, int row, bool on = true);
 
-    // What a click in a list or on a control sends to the page.
+    // A click on a row's check box, with the page's notifications in the order of the list view:
+    // NM_CLICK while the row has its old tick, then the tick changes, then the redraw of the changed
+    // rows asks for their texts.
+    void clickRow(int list, int row);
+    // The same until the row's tick is this; nothing when it is.
+    void clickRow(int list, int row, bool on);
+
+    // Parts of it. A click beside the check box is the first alone.
     void notifyClick(int list);
+    void redrawRow(int list, int row);
+    // Redraws the row, and then each row whose tick the page changes meanwhile.
+    void redraw(int list, int row);
+
+    // What a click on a control sends to the page.
     void command(int id, int code = BN_CLICKED);
 
     // Takes in all messages that wait.

@@ -168,8 +168,7 @@ void OpenPage(Stage* stage) {
 
 void TickRows(Stage* stage, int list, int count) {
     for (int row = 0; row < stage->page->rows(list); row++)
-        stage->page->tickRow(list, row, row < count);
-    stage->page->notifyClick(list);
+        stage->page->clickRow(list, row, row < count);
 }
 
 template <int Count> void OpenToCreate(Stage* stage) {
@@ -206,9 +205,8 @@ void RemoveAgain(Stage* stage) {
     for (int row = 0; row < stage->page->rows(IDC_TEAM_LIST); row++) {
         wchar_t guid[GUID_CCH];
         StringFromGUID2(g_teamAdapters[row].guid, guid, GUID_CCH);
-        stage->page->tickRow(IDC_TEAM_LIST, row, !IsOfBystander(NarrowText(guid)));
+        stage->page->clickRow(IDC_TEAM_LIST, row, !IsOfBystander(NarrowText(guid)));
     }
-    stage->page->notifyClick(IDC_TEAM_LIST);
     PressRemove(stage);
 }
 
