@@ -33,7 +33,8 @@ static BOOL SelectAdapter(HWND hDlg) {
 }
 
 // An unassigned adapter takes VLANs only where it cannot be teamed: on Windows XP while the maker's
-// TCP connection offload is switched on. Elsewhere a VLAN is attached to a team.
+// TCP connection offload is switched on. Elsewhere a VLAN is attached to a team. XP means 5.1, which no
+// 64-bit Windows reports, so an adapter has the page only while the version is unknown.
 static BOOL SheetHasVlanPage(HWND hDlg) {
     return GetSelectedAdapter().isTeam || IsWinXPAndOffload(hDlg);
 }

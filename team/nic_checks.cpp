@@ -67,6 +67,8 @@ static WalkStep VisitForOffload(NetDevice* device, void* context) {
     return *offload ? WALK_STOP : WALK_NEXT;
 }
 
+// Windows XP x64 reports 5.2, and no 64-bit Windows reports 5.1: only an unknown version makes this
+// FALSE.
 static BOOL IsOtherThanWindowsXP(void) {
     OSVERSIONINFOW version;
 

@@ -17,7 +17,7 @@ constexpr int NICS_CABLE_UNPLUGGED = 3;
 //   hDlg  the team configuration page; without its state record nothing is opened
 int ValidateNICs(HWND hDlg, const TeamEntry* team);
 
-// TRUE when the system is Windows 5.1, or its version is unknown, and any present adapter of the
-// maker has its TCP connection offload switched on.
+// TRUE when the system is Windows 5.1, which no 64-bit Windows reports, or its version is unknown, and
+// any present adapter of the maker has its TCP connection offload switched on.
 //   hDlg  parent window of the device list
 BOOL IsWinXPAndOffload(HWND hDlg);

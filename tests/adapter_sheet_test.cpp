@@ -192,6 +192,7 @@ TEST_F(AdapterSheet, DoesNotOpenBehindThePagesLife) {
     EXPECT_EQ(99, g_teamSelected);
 }
 
+// No 64-bit Windows reports 5.1.
 TEST_F(AdapterSheet, HasTheVlanPageForAnAdapterOnlyWhereItCannotBeTeamed) {
     const struct {
         const wchar_t* windows;

@@ -37,6 +37,7 @@ TEST_F(CreationVersion, DecidesInstallRouteAndScopeOfEachRestart) {
         const wchar_t* route;
         const wchar_t* scope;
     } cases[] = {
+        // 5.1 is an artificial answer; XP x64 reports 5.2.
         {L"5.1", {kSelected, kUpdate}, kSelected, L"config"},
         {L"5.2", {kSelected, kUpdate}, kSelected, L"global"},
         {L"6.0", {kDi, kUpdate}, kDi, L"config"},

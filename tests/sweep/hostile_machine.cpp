@@ -316,6 +316,7 @@ void AddComponents(Dice& dice, Machine* machine) {
 }
 
 void SetUpSystem(Dice& dice, Machine* machine) {
+    // 5.1 is an artificial answer, with which an adapter has a VLAN page.
     static const wchar_t* const versions[] = {L"5.1", L"5.2", L"6.0", L"6.1", L"10.0"};
     static const wchar_t* const routes[] = {L"DiInstallDevice", L"InstallSelectedDriver",
                                             L"UpdateDriverForPlugAndPlayDevicesW"};

@@ -47,7 +47,7 @@ struct KillCase {
     int teams; // that there are: kTeam, kSecondTeam
     std::vector<std::pair<DWORD, const wchar_t*>>
         vlans;              // of the last team, or of port0 without one
-    const wchar_t* windows; // VLANs of an adapter have a page on 5.1 only
+    const wchar_t* windows; // VLANs of an adapter have a page on 5.1 only, an artificial answer
     bool protocol;
     std::vector<int>
         ticked; // in the list that the operation is about; none for a VLAN that is added

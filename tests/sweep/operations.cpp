@@ -129,7 +129,7 @@ void TwoTeams(Machine* machine) {
     AddTeam(L"Beta", {L"port2", L"port3"}, machine);
 }
 
-// An adapter has a VLAN page where it cannot be teamed.
+// An adapter has a VLAN page where it cannot be teamed: on 5.1, an artificial answer of the machine.
 template <int Vlans> void OnePort(Machine* machine) {
     Ports(1, machine);
     machine->windows = L"5.1";
