@@ -13,7 +13,7 @@ TEST_F(RoundTrip, OfATeamOfTwoInEveryModeLeavesNothing) {
         EXPECT_EQ(mode << 8 | 0x20, RegistryNumber(Record(0), L"TeamNumber"));
         RemoveTeams({0});
         ExpectBack();
-        EXPECT_EQ((Texts16{L"Port 0", L"Port 1"}), page->rowTexts(IDC_NIC_LIST));
+        EXPECT_EQ((Texts16{L"Port 0", L"Port 1"}), PortTexts());
     }
 }
 

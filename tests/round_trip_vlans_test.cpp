@@ -58,7 +58,7 @@ TEST_F(RoundTripOfVlans, OfATeamThatIsNotMadeForItsMembersVlansLeavesEverything)
     Reopen();
     std::string before = MachineDump();
     Bench(L"message-box IDCANCEL");
-    Tick({0, 1});
+    TickPorts({0, 1});
     page->tick(IDC_ACTIVE_BACKUP);
     Outcome kept = Create();
     EXPECT_EQ(0, kept.result);

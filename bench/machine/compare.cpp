@@ -125,7 +125,7 @@ class Comparison {
         if (path == "qvteamp\\Parameters\\Adapters" && now == "key") {
             return "the key above the members' records stays, empty";
         }
-        if (StartsWith(path, "service\\qvteammp\\") && old.empty()) {
+        if (StartsWith(path, "service\\qvteammp\\") && !now.empty()) {
             return "the miniport driver stays installed";
         }
         if (EndsWith(path, kName) && !old.empty() && WithoutSize(old) == WithoutSize(now)) {

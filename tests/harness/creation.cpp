@@ -126,24 +126,10 @@ MachineAdapter& CreationTest::Port(int number) {
     return port != nullptr ? *port : none;
 }
 
-void CreationTest::Ports(int count) {
-    Load(L"two-ports.txt");
-    ASSERT_FALSE(machine.adapters.empty());
-    MachineAdapter first = machine.adapters[0];
-    machine.adapters.clear();
-    for (int number = 0; number < count; number++) {
-        wchar_t tail[16];
-        MachineAdapter port = first;
-        port.name = L"port" + std::to_wstring(number);
-        swprintf(tail, 16, L"%02x", 8 + number * 8);
-        port.instance.replace(port.instance.size() - 2, 2, tail);
-        swprintf(tail, 16, L"%04x}", number + 1);
-        port.guid.replace(port.guid.size() - 5, 5, tail);
-        CharUpperW(port.guid.data());
-        port.friendlyName = L"Port " + std::to_wstring(number);
+void CreationTest::Ports(int count, const std::wstring& file) {
+    ASSERT_TRUE(LoadWithPorts(file, count, &machine));
+    for (MachineAdapter& port : machine.adapters)
         port.ipAddress.clear();
-        machine.adapters.push_back(port);
-    }
 }
 
 void CreationTest::AddTeam(const std::wstring& name, DWORD slot, DWORD mode, Texts16 members) {

@@ -6,6 +6,7 @@
 
 #include "harness/machine_test.h"
 #include "harness/page_host.h"
+#include "harness/ports.h"
 #include "harness/program.h"
 
 #include <functional>
@@ -58,8 +59,8 @@ class CreationTest : public MachineTest {
     void SetUp() override; // a question that nobody expects is answered with Cancel
     void TearDown() override;
 
-    // A machine of so many free ports of the maker: port0, port1 ...
-    void Ports(int count);
+    // A machine with so many free ports of the maker: port0, port1 ...
+    void Ports(int count, const std::wstring& file = kSimpleMachine);
     void AddTeam(const std::wstring& name, DWORD slot, DWORD mode, Texts16 members);
     void AddVlan(const std::wstring& host, DWORD id, const std::wstring& name);
     MachineAdapter& Port(int number);

@@ -6,8 +6,8 @@
 
 class RoundTripTest : public RemovalTest {
   protected:
-    // A machine of so many free ports, with the page open.
-    void OpenPorts(int count);
+    // A machine with so many free ports, as it is deployed, with the page open.
+    void OpenPorts(int count, const std::wstring& file = kDeployedMachine);
 
     // Opens the page on the machine as it has been described.
     void Start();
@@ -19,11 +19,16 @@ class RoundTripTest : public RemovalTest {
     std::string ComeBackToThis();
     void ComeBackTo(const std::string& dump);
 
-    // The machine is back, except for the traces and these facts.
+    // The machine is back, except for the traces and these facts. On a deployed machine the bindings of
+    // former members that were off are on, all of them.
     void ExpectBack(const Texts8& but = {});
 
     // What of the machine is not back, "- fact" and "+ fact", without the traces.
     Texts8 NotBack() const;
+
+    // The names of the listed ports. `rows` below are numbers in this list.
+    Texts16 PortTexts() const;
+    void TickPorts(const std::vector<int>& rows);
 
     void MakeTeam(const std::vector<int>& rows, DWORD mode, const std::wstring& name);
     void RemoveTeams(const std::vector<int>& rows);
@@ -38,5 +43,8 @@ class RoundTripTest : public RemovalTest {
     static void RemoveVlans(const GUID& host, std::vector<GUID> vlans, BOOL isTeam);
 
   private:
+    std::vector<int> PortRows() const;
+
     std::string before_;
+    bool deployed_ = false;
 };

@@ -139,7 +139,7 @@ TEST_F(CycleSoak, LeavesTheMachineAndTheProcessAsTheyWere) {
         std::max(NumberFromEnvironment("QV_CYCLES", kUsualCycles), kSettled + 1);
     SweepLine line;
     line.operation = "cycles of a team with two VLANs";
-    OpenPorts(2);
+    OpenPorts(2, kSimpleMachine);
     Usage settled;
     for (unsigned cycle = 0; cycle < cycles; cycle++) {
         SCOPED_TRACE("cycle " + std::to_string(cycle + 1));

@@ -4,6 +4,7 @@
 
 #include "app/adapter_sheet.h"
 #include "app/team_page.h"
+#include "harness/ports.h"
 #include "include/resource.h"
 #include "info/statistics_table.h"
 #include "inventory/tables.h"
@@ -17,33 +18,19 @@ extern BOOL g_firstTime;
 
 namespace {
 
-const char kBystander[] = "B57A"; // in its GUID, and in a port's path
+const char kBystander[] = "B57A";         // in its GUID, and in a port's path
+const char kForeignGuid[] = "{A1000000-"; // of the adapters that Windows brings itself
 const wchar_t kBystanderGuid[] = L"-0000-4000-8000-B57A00000000";
 
 // Machines ---------------------------------------------------------------------------------------
 
-void Load(const wchar_t* file, Machine* machine) {
-    std::wstring error;
-    if (!MachineLoad(file, machine, &error))
-        fprintf(stderr, "%ls\n", error.c_str());
+void Ports(int count, Machine* machine) {
+    LoadWithPorts(kDeployedMachine, count, machine);
 }
 
-// So many free ports of the maker: port0, port1 ...
-void Ports(int count, Machine* machine) {
-    Load(L"two-ports.txt", machine);
-    const MachineAdapter first = machine->adapters.at(0);
-    machine->adapters.clear();
-    for (int number = 0; number < count; number++) {
-        wchar_t tail[16];
-        MachineAdapter port = first;
-        port.name = L"port" + std::to_wstring(number);
-        swprintf(tail, 16, L"%02X", 8 + number * 8);
-        port.instance.replace(port.instance.size() - 2, 2, tail);
-        swprintf(tail, 16, L"%04X}", number + 1);
-        port.guid.replace(port.guid.size() - 5, 5, tail);
-        port.friendlyName = L"Port " + std::to_wstring(number);
-        machine->adapters.push_back(port);
-    }
+// Where the version of Windows matters, and where an adapter has a VLAN page.
+void SimplePorts(int count, Machine* machine) {
+    LoadWithPorts(kSimpleMachine, count, machine);
 }
 
 void AddTeam(const wchar_t* name, std::vector<std::wstring> members, Machine* machine) {
@@ -74,9 +61,9 @@ void AddVlan(const std::wstring& host, DWORD id, const std::wstring& name, Machi
 
 // A team with a VLAN and a port that no operation is about. Its GUIDs say so.
 void AddBystanders(Machine* machine) {
-    const MachineAdapter last = machine->adapters.back();
+    const MachineAdapter model = *machine->FindAdapter(L"port0");
     for (int number : {0, 1, 2}) {
-        MachineAdapter port = last;
+        MachineAdapter port = model;
         port.name = L"bystander" + std::to_wstring(number);
         port.instance.replace(port.instance.size() - 2, 2, L"B57A" + std::to_wstring(number));
         port.guid = L"{A000000" + std::to_wstring(number) + kBystanderGuid + L"}";
@@ -106,7 +93,7 @@ template <int Count> void PortsWithVlans(Machine* machine) {
 }
 
 void Windows2003(Machine* machine) {
-    Ports(2, machine);
+    SimplePorts(2, machine);
     machine->windows = L"5.2";
     machine->newDev = {L"InstallSelectedDriver", L"UpdateDriverForPlugAndPlayDevicesW"};
 }
@@ -131,7 +118,7 @@ void TwoTeams(Machine* machine) {
 
 // An adapter has a VLAN page where it cannot be teamed: on 5.1, an artificial answer of the machine.
 template <int Vlans> void OnePort(Machine* machine) {
-    Ports(1, machine);
+    SimplePorts(1, machine);
     machine->windows = L"5.1";
     machine->newDev = {L"InstallSelectedDriver"};
     machine->adapters[0].values.push_back(MachineValue::Text(L"TCPOffload", L"1"));
@@ -146,7 +133,9 @@ void TeamAndPort(Machine* machine) {
 }
 
 void OffloadOnXp(Machine* machine) {
-    Load(L"xp-offload.txt", machine);
+    std::wstring error;
+    if (!MachineLoad(L"xp-offload.txt", machine, &error))
+        fprintf(stderr, "%ls\n", error.c_str());
 }
 
 // Windows ----------------------------------------------------------------------------------------
@@ -166,9 +155,14 @@ void OpenPage(Stage* stage) {
     ShowWindow(GetParent(stage->page->window()), SW_HIDE);
 }
 
+// The first `count` rows that an operation is about.
 void TickRows(Stage* stage, int list, int count) {
-    for (int row = 0; row < stage->page->rows(list); row++)
-        stage->page->clickRow(list, row, row < count);
+    int ticked = 0;
+    for (int row = 0; row < stage->page->rows(list); row++) {
+        const bool tick = ticked < count && (list == IDC_TEAM_LIST || IsPortRow(row));
+        stage->page->clickRow(list, row, tick);
+        ticked += tick;
+    }
 }
 
 template <int Count> void OpenToCreate(Stage* stage) {
@@ -366,7 +360,9 @@ bool IsUsable(HWND control) {
 }
 
 bool IsOfBystander(const std::string& path) {
-    return path.find(kBystander) != path.npos;
+    const auto isBelow = [&](const char* parent) { return path.rfind(parent, 0) == 0; };
+    return path.find(kBystander) != path.npos || path.find(kForeignGuid) != path.npos ||
+           (isBelow("device\\") && !isBelow("device\\PCI\\") && !isBelow("device\\ROOT\\NET\\"));
 }
 
 Facts ShownFacts(const Stage& stage) {

@@ -13,6 +13,10 @@ struct Place {
 const Place kPlaces[] = {
     {L"System\\CurrentControlSet\\Enum", L"PCI"},
     {L"System\\CurrentControlSet\\Enum", L"ROOT"},
+    {L"System\\CurrentControlSet\\Enum", L"BTH"},
+    {L"System\\CurrentControlSet\\Enum", L"SWD"},
+    {L"System\\CurrentControlSet\\Enum", L"USB"},
+    {L"System\\CurrentControlSet\\Enum", L"{5d624f94-8850-40c3-a3fa-a4fd2080baf3}"},
     {CONTROL L"\\Class", L"{4D36E972-E325-11CE-BFC1-08002BE10318}"},
     {CONTROL, L"Network"},
     {L"System\\CurrentControlSet\\Services", L"qvteamp"},

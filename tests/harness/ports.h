@@ -1,0 +1,18 @@
+// Machines with as many free ports of the maker as a test needs: port0, port1 ...
+#pragma once
+
+#include "machine.h"
+
+#include <string>
+
+// A machine with nothing but what a test is about, and one as it is deployed.
+extern const wchar_t kSimpleMachine[];
+extern const wchar_t kDeployedMachine[];
+
+// Loads `file` and replaces the maker's present adapters by `count` ports like its port0: "Port 0",
+// "Port 1" ... in the order of enumeration. Everything else stays. Prints why it fails to standard
+// error and leaves `machine` as it was.
+bool LoadWithPorts(const std::wstring& file, int count, Machine* machine);
+
+// Whether this row of the unassigned adapters is one of those ports.
+bool IsPortRow(int row);
