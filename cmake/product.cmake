@@ -75,6 +75,9 @@ if(QV_COVERAGE)
   list(APPEND QV_LIBRARIES gcov)
 endif()
 
+# CMake finds the headers of a resource script, not its other files.
+set_source_files_properties(res/QvTeamCfg.rc PROPERTIES OBJECT_DEPENDS
+  "${PROJECT_SOURCE_DIR}/res/QvTeamCfg.manifest;${PROJECT_SOURCE_DIR}/res/adapter.ico;${PROJECT_SOURCE_DIR}/res/quovane.ico")
 add_executable(QvTeamCfg WIN32 app/main.cpp ${QV_SOURCES} res/QvTeamCfg.rc)
 target_include_directories(QvTeamCfg PRIVATE ${PROJECT_SOURCE_DIR}
   $<$<COMPILE_LANGUAGE:RC>:${PROJECT_SOURCE_DIR}/include>)

@@ -163,12 +163,16 @@ TEST_F(GeneralPage, MakesTheServiceKeyThatIsMissing) {
     RegistryDeleteTree(kServices + kService);
     EXPECT_EQ(L"Unknown", Value(L"Driver Name"));
     EXPECT_TRUE(RegistryHasKey(kServices + kService));
+    EXPECT_EQ(std::vector<std::wstring>{L"HKLM\\" + kServices + kService},
+              Texts(Journal(), L"key-create"));
 }
 
 TEST_F(GeneralPage, MakesTheInterfaceKeyThatIsMissing) {
     RegistryDeleteTree(kInterfaces + port(0).guid);
     EXPECT_EQ(L"Unknown", Value(L"IP Address"));
     EXPECT_TRUE(RegistryHasKey(kInterfaces + port(0).guid));
+    EXPECT_EQ(std::vector<std::wstring>{L"HKLM\\" + kInterfaces + port(0).guid},
+              Texts(Journal(), L"key-create"));
 }
 
 TEST_F(GeneralPage, OfAServiceWithoutANameShowsNoDriver) {
