@@ -100,6 +100,15 @@ TEST_F(ProcessList, GivesNoNameWithoutTheRightsToReadIt) {
     }
 }
 
+TEST_F(ProcessList, OfAMachineFileHasOnePlaceForTheRealProcesses) {
+    for (const char* line : {"process-list = csrss.exe *", "process-list = refused:a.exe",
+                             "process-list = * session:a.exe *"}) {
+        std::wstring error;
+        EXPECT_FALSE(MachineParse(line, L"file", &machine, &error)) << line;
+        EXPECT_EQ(0u, error.find(L"file:1: process-list")) << testing::PrintToString(error);
+    }
+}
+
 // The routines of the program.
 TEST_F(ProcessList, IsLookedThroughBeyondProcessesThatRefuse) {
     const struct {
