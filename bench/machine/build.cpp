@@ -56,6 +56,7 @@ class Builder {
         DWORD disabled = 0;
         bool opens = true;
         bool present = true;
+        bool phantom = false;
         bool unbound = false; // paths that do not lead to the teaming protocol are switched off
         OidAnswers answers;
         std::optional<DWORD> answersLeft;
@@ -149,6 +150,7 @@ void Builder::PlanAdapter(const MachineAdapter& adapter) {
     planned.disabled = adapter.disabled;
     planned.opens = adapter.opens;
     planned.present = adapter.present;
+    planned.phantom = adapter.phantom;
     planned.answers = adapter.answers;
     planned.answersLeft = adapter.answersLeft;
     planned.unknownOid = adapter.unknownOid;
@@ -216,6 +218,7 @@ void Builder::PlanTeam(const MachineTeam& team) {
     Planned& planned =
         PlanVirtual(team.name, team.guid, team.teamName, team.address, team.instance);
     planned.opens = team.opens;
+    planned.phantom = team.phantom;
     planned.answers = team.answers;
     const DWORD count = static_cast<DWORD>(team.members.size());
     const DWORD teamNumber = team.mode << 8 | count << 4 | team.slot;
@@ -255,6 +258,7 @@ void Builder::PlanVlan(const MachineVlan& vlan) {
     const std::wstring name = host.displayName + L" - " + vlan.vlanName.value_or(L"");
     Planned& planned = PlanVirtual(vlan.name, vlan.guid, name, vlan.address, vlan.instance);
     planned.opens = vlan.opens;
+    planned.phantom = vlan.phantom;
     planned.answers = vlan.answers;
     planned.device.driverValues.push_back(MachineValue::Number(L"VlanID", vlan.id));
     if (vlan.vlanName) {
@@ -293,6 +297,10 @@ void Builder::WriteMachineKey() const {
     key.Set(L"TeamAddress", machine_.teamAddress);
     key.Set(L"TeamAddressText", machine_.teamAddressText);
     key.Set(L"NextVirtual", machine_.nextVirtual);
+    if (machine_.teamFlags != 0) {
+        key.Set(L"TeamFlags", machine_.teamFlags);
+    }
+    key.Set(L"HardwareProfiles", machine_.hardwareProfiles);
     if (!machine_.lockHolder.empty()) {
         key.Set(L"LockHolder", machine_.lockHolder);
         key.Set(L"LockSeconds", machine_.lockSeconds);
@@ -351,13 +359,16 @@ void Builder::WriteDevice(const std::wstring& section, const Planned& planned) c
     bench.Set(L"InstallState", planned.installState);
     bench.Set(L"Disabled", planned.disabled);
     bench.Set(L"Flags", planned.flags);
+    if (planned.phantom) {
+        bench.Set(layout::kPresent, DWORD{0});
+    }
     if (planned.guid.empty()) {
         return;
     }
     const std::wstring path = std::wstring(layout::kAdapters) + L"\\" + planned.guid;
     const Key adapter = Key::Create(path);
     adapter.Set(QVNIC_OPENS, planned.opens);
-    adapter.Set(QVNIC_STARTED, planned.disabled == 0);
+    adapter.Set(QVNIC_STARTED, planned.disabled == 0 && !planned.phantom);
     adapter.Set(L"Device", device.instance);
     adapter.Set(layout::kSection, section);
     if (planned.answersLeft) {

@@ -149,7 +149,8 @@ void Dump::Device(const FoundDevice& device) {
         Tree(shown + L"\\driver", device.driverPath);
     }
     Values(shown + L"\\bench", BenchDevicePath(device.instance),
-           {L"InstallState", L"Disabled", L"Flags"});
+           {L"InstallState", L"Disabled", L"Flags", layout::kPresent, L"LeftProfiles",
+            L"DisabledProfiles"});
     if (!device.guid.empty()) {
         Values(shown + L"\\bench", std::wstring(layout::kAdapters) + L"\\" + device.guid,
                {QVNIC_OPENS, QVNIC_STARTED, QVNIC_HOST_INTERFACE});

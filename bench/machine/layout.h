@@ -12,6 +12,7 @@ constexpr wchar_t kMachine[] = BENCH L"\\Machine";
 constexpr wchar_t kAdapters[] = BENCH L"\\Adapters";
 constexpr wchar_t kSection[] = L"Section"; // an adapter's name in the machine file
 constexpr wchar_t kDevices[] = BENCH L"\\Devices";
+constexpr wchar_t kPresent[] = L"Present"; // of a device: 0 for a phantom, else missing
 
 constexpr wchar_t kEnum[] = L"System\\CurrentControlSet\\Enum";
 constexpr wchar_t kClasses[] = L"System\\CurrentControlSet\\Control\\Class";

@@ -66,7 +66,8 @@ struct MachineAdapter {
     DWORD flags = 0;    // further DI_ flags
     DWORD disabled = 0; // bit 0 globally, bit 1 in the current hardware profile
     bool opens = true;
-    bool present = true; // false: its records stand, the device is gone
+    bool present = true;  // false: its records stand, the device is gone
+    bool phantom = false; // registered, with everything that belongs to a device, but not present
     bool driverKey = true;
     std::wstring ipAddress;           // empty: none
     std::optional<DWORD> answersLeft; // after so many replies the device has been removed
@@ -89,6 +90,7 @@ struct MachineTeam {
     std::wstring address;              // empty: not published yet, so the members have none either
     std::wstring instance;             // empty: the next free ROOT\NET\nnnn
     bool opens = true;
+    bool phantom = false;
     OidAnswers answers;
 };
 
@@ -101,6 +103,7 @@ struct MachineVlan {
     std::wstring address;
     std::wstring instance;
     bool opens = true;
+    bool phantom = false;
     OidAnswers answers;
 };
 
@@ -123,6 +126,8 @@ struct Machine {
     std::wstring teamAddress = L"at once";
     std::wstring teamAddressText = L"02515600AA00";
     DWORD nextVirtual = 1;
+    DWORD teamFlags = 0;                 // DI_ flags of every new virtual adapter
+    DWORD hardwareProfiles = 1;          // the first is the current one
     std::wstring lockHolder;             // empty: nobody holds the network configuration
     DWORD lockSeconds = 0;               // INFINITE: for good
     bool untranslatedErrors = false;     // programs get NDIS's statuses, not the NTSTATUS for each

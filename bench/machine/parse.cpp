@@ -13,6 +13,8 @@ using namespace qvmachine;
 
 namespace {
 
+constexpr unsigned kMaxHardwareProfiles = 31; // the bench keeps sets of profiles as bits
+
 // What any adapter's section collects before its answers are worked out.
 struct AnswerLines {
     bool standard = true;
@@ -149,6 +151,14 @@ Parser::Setters Parser::GeneralKeys() {
         {"team-address", [=](auto& v) { m->teamAddress = TeamAddress(v); }},
         {"team-address-text", [=](auto& v) { m->teamAddressText = Unquoted(v); }},
         {"next-virtual", [=](auto& v) { m->nextVirtual = Dword(v); }},
+        {"team-flags", [=](auto& v) { m->teamFlags = Dword(v); }},
+        {"hardware-profiles",
+         [=](auto& v) {
+             m->hardwareProfiles = static_cast<DWORD>(Number(v, kMaxHardwareProfiles));
+             if (m->hardwareProfiles == 0) {
+                 Complain("there is at least one hardware profile");
+             }
+         }},
         {"processes", [=](auto& v) { m->processes = WideWords(v); }},
         {"process-list", [=](auto& v) { m->processList = ProcessList(v); }},
         {"lock", [=](auto& v) { Lock(v, m); }},
@@ -182,7 +192,12 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
              a->disabled = Choice(v, {"no", "global", "config"});
          }},
         {"opens", [=](auto& v) { a->opens = YesNo(v); }},
-        {"present", [=](auto& v) { a->present = YesNo(v); }},
+        {"present",
+         [=](auto& v) {
+             const size_t choice = Choice(v, {"yes", "no", "phantom"});
+             a->present = choice != 1;
+             a->phantom = choice == 2;
+         }},
         {"driver-key", [=](auto& v) { a->driverKey = YesNo(v); }},
         {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
         {"answers-left", [=](auto& v) { a->answersLeft = AnswersLeft(v); }},
@@ -190,6 +205,10 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
         {"unknown-oid", [=](auto& v) { a->unknownOid = NdisStatus(v); }},
         {"task-list-needs-header-size", [=](auto& v) { a->needsHeaderSize = YesNo(v); }},
     };
+}
+
+static bool IsPhantom(const std::string& value) {
+    return Choice(value, {"yes", "phantom"}) == 1;
 }
 
 Parser::Setters Parser::TeamKeys(MachineTeam* t) {
@@ -209,6 +228,7 @@ Parser::Setters Parser::TeamKeys(MachineTeam* t) {
         {"address", [=](auto& v) { t->address = Unquoted(v); }},
         {"instance", [=](auto& v) { t->instance = Unquoted(v); }},
         {"opens", [=](auto& v) { t->opens = YesNo(v); }},
+        {"present", [=](auto& v) { t->phantom = IsPhantom(v); }},
     };
 }
 
@@ -221,6 +241,7 @@ Parser::Setters Parser::VlanKeys(MachineVlan* n) {
         {"address", [=](auto& v) { n->address = Unquoted(v); }},
         {"instance", [=](auto& v) { n->instance = Unquoted(v); }},
         {"opens", [=](auto& v) { n->opens = YesNo(v); }},
+        {"present", [=](auto& v) { n->phantom = IsPhantom(v); }},
     };
 }
 

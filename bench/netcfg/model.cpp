@@ -14,6 +14,7 @@ namespace {
 const wchar_t kRoot[] = L"Software\\QvBench\\NetCfg";
 const wchar_t kComponents[] = L"Software\\QvBench\\NetCfg\\Components";
 const wchar_t kPaths[] = L"Software\\QvBench\\NetCfg\\Paths";
+const wchar_t kDevices[] = L"Software\\QvBench\\Devices";
 const wchar_t kServer[] =
     L"Software\\Classes\\CLSID\\{5B035261-40F9-11D1-AAEC-00805FC1270E}\\InprocServer32";
 const wchar_t kArrow[] = L"->";
@@ -106,6 +107,17 @@ std::optional<NetCfgAdapter> ReadAdapter(HDEVINFO set, SP_DEVINFO_DATA* device) 
     return adapter;
 }
 
+// Whether the network configuration of Windows lists adapters that are not present is unverified;
+// here it does not.
+bool IsPhantom(HDEVINFO set, SP_DEVINFO_DATA* device) {
+    wchar_t id[MAX_DEVICE_ID_LEN] = {};
+    if (!SetupDiGetDeviceInstanceIdW(set, device, id, ARRAYSIZE(id), nullptr)) {
+        return false;
+    }
+    std::replace(id, id + wcslen(id), L'\\', L'#');
+    return NetCfgKey::Open(std::wstring(kDevices) + L"\\" + id).Number(L"Present").value_or(1) == 0;
+}
+
 // The chains of ids that lead from one component down to an adapter.
 class PathFinder {
   public:
@@ -190,6 +202,9 @@ std::vector<NetCfgAdapter> NetCfgAdapters() {
     }
     SP_DEVINFO_DATA device = {sizeof(device)};
     for (DWORD index = 0; SetupDiEnumDeviceInfo(set, index, &device); ++index) {
+        if (IsPhantom(set, &device)) {
+            continue;
+        }
         if (std::optional<NetCfgAdapter> adapter = ReadAdapter(set, &device)) {
             adapters.push_back(*adapter);
         }
