@@ -78,6 +78,9 @@ QV_BENCH_API void* WINAPI BenchRoutine(const char* name);
 //                                          gives; without TEXT the real one
 //   message-box IDOK|IDCANCEL|... [all]    answers the next (all: every) message box unseen
 //   message-box real                       shows them again
+//   restart-prompt IDNO|IDYES              answers the restart prompts of newdev.dll's routines unseen;
+//                                          IDNO until it is given
+//   restart-prompt real                    shows them
 //   kill-at-change NTH                     ends the process without warning right behind the NTH line
 //                                          from now (1 = the next) that the journal gets of a change
 //                                          or of the configuration lock; 0: no longer

@@ -12,6 +12,7 @@
 #include "data.h"
 #include "journal.h"
 #include "last_error.h"
+#include "restart_prompt.h"
 #include "standins.h"
 #include "tally.h"
 
@@ -169,6 +170,12 @@ bool MessageBoxAnswer(const Words& words, std::wstring* reply) {
     return true;
 }
 
+bool RestartPromptAnswer(const Words& words, std::wstring* reply) {
+    if (words.Count() != 2 || !AnswerRestartPrompt(words[1].c_str()))
+        return Refuse(reply, L"restart-prompt real|IDYES|IDNO");
+    return true;
+}
+
 bool Trace(const Words& words, std::wstring* reply) {
     if (words.Count() != 2 || (words[1] != L"0" && words[1] != L"1"))
         return Refuse(reply, L"trace 0|1");
@@ -251,6 +258,7 @@ const std::map<std::wstring, Handler>& Handlers() {
         {L"version", SetVersion},
         {L"answer", Answer},
         {L"message-box", MessageBoxAnswer},
+        {L"restart-prompt", RestartPromptAnswer},
         {L"changes", Tell<ChangesText>},
         {L"misuses", Tell<TakeMisuses>},
         {L"kill-at-change", KillAtChange},

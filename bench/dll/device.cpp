@@ -1,5 +1,7 @@
 #include "device.h"
 
+#include <cwchar>
+
 #include "data.h"
 
 namespace bench {
@@ -7,13 +9,9 @@ namespace bench {
 const GUID kNetClass = {
     0x4D36E972, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 
-namespace {
-
 std::wstring EnumKey(const std::wstring& instanceId) {
     return L"System\\CurrentControlSet\\Enum\\" + instanceId;
 }
-
-} // namespace
 
 std::wstring InstanceId(HDEVINFO set, PSP_DEVINFO_DATA device) {
     wchar_t id[MAX_PATH];
@@ -41,6 +39,23 @@ bool IsRegistered(const std::wstring& instanceId) {
     return KeyExists(EnumKey(instanceId)) && ReadNumber(EnumKey(instanceId), L"Phantom", 0) == 0;
 }
 
+bool IsPresent(const std::wstring& instanceId) {
+    return ReadNumber(BenchDeviceKey(instanceId), L"Present", 1) != 0;
+}
+
+void SetNotPresent(const std::wstring& instanceId) {
+    WriteNumber(BenchDeviceKey(instanceId), L"Present", 0);
+}
+
+DWORD DeviceFlags(const std::wstring& instanceId) {
+    return ReadNumber(BenchDeviceKey(instanceId), L"Flags", 0);
+}
+
+bool IsRootEnumerated(const std::wstring& instanceId) {
+    const wchar_t root[] = L"ROOT\\";
+    return _wcsnicmp(instanceId.c_str(), root, ARRAYSIZE(root) - 1) == 0;
+}
+
 std::vector<std::wstring> HardwareIds(const std::wstring& instanceId) {
     return ReadList(EnumKey(instanceId), L"HardwareID");
 }
@@ -50,6 +65,11 @@ bool HasHardwareId(const std::wstring& instanceId, const wchar_t* hardwareId) {
         if (lstrcmpiW(id.c_str(), hardwareId) == 0)
             return true;
     return false;
+}
+
+bool IsDriverRecord(const SP_DRVINFO_DATA_W* driver) {
+    return driver && (driver->cbSize == sizeof(SP_DRVINFO_DATA_V1_W) ||
+                      driver->cbSize == sizeof(SP_DRVINFO_DATA_V2_W));
 }
 
 bool ReadSelectedDriver(HDEVINFO set, PSP_DEVINFO_DATA device, SelectedDriver* selected) {

@@ -23,9 +23,10 @@ int g_wholeChanges;
 bool g_ending;
 
 // What is only shown, asked or waited for.
-const wchar_t* const kNoChanges[] = {L"status",    L"message-box", L"dialog-open", L"dialog-close",
-                                     L"sleep",     L"trace",       L"fault",       L"process-start",
-                                     L"broadcast", L"bad-command", L"sheet",       L"misuse"};
+const wchar_t* const kNoChanges[] = {
+    L"status", L"message-box",   L"dialog-open", L"dialog-close", L"sleep",          L"trace",
+    L"fault",  L"process-start", L"broadcast",   L"bad-command",  L"restart-prompt", L"misuse",
+    L"sheet"};
 
 void EndIfDue() {
     if (g_ending && g_wholeChanges == 0)

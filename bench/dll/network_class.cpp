@@ -1,6 +1,7 @@
 #include "network_class.h"
 
 #include <cwchar>
+#include <regstr.h>
 #include <vector>
 
 #include "../driver/qvnic_ioctl.h"
@@ -178,6 +179,17 @@ void GiveIdentity(const std::wstring& instanceId, const SelectedDriver& selected
     WriteNumber(BenchDeviceKey(instanceId), L"InstallState", 0);
 }
 
+void ForgetDriver(const std::wstring& driverKey) {
+    if (driverKey.empty())
+        return;
+    std::wstring guid = ReadText(driverKey, L"NetCfgInstanceId");
+    DeleteTree(driverKey);
+    if (guid.empty())
+        return;
+    DeleteTree(AdapterKey(guid));
+    TellDriver();
+}
+
 } // namespace
 
 DriverVersion ReadDriverVersion(HINF inf) {
@@ -227,6 +239,8 @@ bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route) 
 }
 
 void StartAdapter(const std::wstring& instanceId) {
+    if (!IsPresent(instanceId))
+        return;
     std::wstring guid = AdapterGuid(instanceId);
     if (guid.empty())
         return;
@@ -246,14 +260,20 @@ void StopAdapter(const std::wstring& instanceId) {
 
 void ForgetAdapter(const std::wstring& instanceId, const std::wstring& driverKey) {
     DeleteTree(BenchDeviceKey(instanceId));
-    if (driverKey.empty())
-        return;
-    std::wstring guid = ReadText(driverKey, L"NetCfgInstanceId");
-    DeleteTree(driverKey);
-    if (guid.empty())
-        return;
-    DeleteTree(AdapterKey(guid));
-    TellDriver();
+    ForgetDriver(driverKey);
+}
+
+void InstallNullDriver(const std::wstring& instanceId) {
+    const DWORD failedInstall = 2; // CM_INSTALL_STATE_FAILED_INSTALL
+    std::wstring driverKey = DriverKey(instanceId);
+    std::wstring enumKey = EnumKey(instanceId);
+    DeleteValue(BenchDeviceKey(instanceId), kPublishAt);
+    DeleteValue(enumKey, L"Driver");
+    DeleteValue(enumKey, L"Service");
+    WriteNumber(enumKey, L"ConfigFlags",
+                ReadNumber(enumKey, L"ConfigFlags", 0) | CONFIGFLAG_FAILEDINSTALL);
+    WriteNumber(BenchDeviceKey(instanceId), L"InstallState", failedInstall);
+    ForgetDriver(driverKey);
 }
 
 bool NextPublication(UINT64* when) {

@@ -14,11 +14,15 @@ namespace bench {
 // ERROR_ACCESS_DENIED, ERROR_DEVINFO_NOT_REGISTERED, ERROR_NO_DRIVER_SELECTED or Wine's own.
 bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route);
 
-// The adapter's miniport starts, stops, or is gone with its device, whose driver key is given
+// The adapter's miniport starts (unless the device is not present), stops, or is gone with its device, whose driver key is given
 // because the device can no longer tell. Devices that are no adapters are left alone.
 void StartAdapter(const std::wstring& instanceId);
 void StopAdapter(const std::wstring& instanceId);
 void ForgetAdapter(const std::wstring& instanceId, const std::wstring& driverKey);
+
+// Installs the null driver: the device loses its driver key and its service, and counts as one whose
+// installation has failed.
+void InstallNullDriver(const std::wstring& instanceId);
 
 // When the next address is due on the bench clock; false when none is.
 bool NextPublication(UINT64* when);

@@ -9,6 +9,7 @@
 
 #include "data.h"
 #include "device.h"
+#include "hardware_profiles.h"
 #include "journal.h"
 #include "last_error.h"
 #include "lock.h"
@@ -106,6 +107,34 @@ std::wstring ValueText(DWORD type, const BYTE* data, DWORD size) {
 
 std::wstring ValueName(HKEY key, LPCWSTR name) {
     return Lookup(key).name + L"\\" + (name ? name : L"");
+}
+
+HKEY RefuseKey(DWORD error) {
+    SetLastError(error);
+    return static_cast<HKEY>(INVALID_HANDLE_VALUE);
+}
+
+// Both errors are unverified.
+HKEY OpenProfileKey(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD profile, DWORD type,
+                    REGSAM access) {
+    std::wstring id = InstanceId(set, device);
+    if (id.empty())
+        return static_cast<HKEY>(INVALID_HANDLE_VALUE);
+    if (!ProfileExists(profile))
+        return RefuseKey(ERROR_INVALID_HWPROFILE);
+    std::wstring path = type == DIREG_DRV ? DriverKey(id) : EnumKey(id) + L"\\Device Parameters";
+    HKEY key;
+    if (path.empty() || ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (ProfileBranch(profile) + path).c_str(),
+                                        0, access, &key) != ERROR_SUCCESS)
+        return RefuseKey(ERROR_KEY_DOES_NOT_EXIST);
+    return key;
+}
+
+HKEY OpenDeviceKey(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile, DWORD type,
+                   REGSAM access) {
+    if (scope == DICS_FLAG_CONFIGSPECIFIC && (type == DIREG_DRV || type == DIREG_DEV))
+        return OpenProfileKey(set, device, profile, type, access);
+    return ::SetupDiOpenDevRegKey(set, device, scope, 0, type, access);
 }
 
 } // namespace
@@ -209,18 +238,22 @@ LSTATUS WINAPI RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
     return status;
 }
 
+// Page "SetupDiOpenDevRegKey function": DICS_FLAG_CONFIGSPECIFIC means the key in the branch of the
+// hardware profile, with values of its own; with DICS_FLAG_GLOBAL the profile is ignored.
 HKEY WINAPI SetupDiOpenDevRegKey(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD scope, DWORD profile,
                                  DWORD type, REGSAM access) {
     OpenKey open = {type == DIREG_DRV ? L"driver(" : L"device(", true};
+    if (scope == DICS_FLAG_CONFIGSPECIFIC)
+        open.name = L"profile-" + open.name;
     if (!MayWrite(open, access)) {
-        HKEY readable = ::SetupDiOpenDevRegKey(set, device, scope, profile, type, KEY_READ);
+        HKEY readable = OpenDeviceKey(set, device, scope, profile, type, KEY_READ);
         if (readable == INVALID_HANDLE_VALUE)
             return readable;
         ::RegCloseKey(readable);
         SetLastError(ERROR_ACCESS_DENIED);
         return static_cast<HKEY>(INVALID_HANDLE_VALUE);
     }
-    HKEY key = ::SetupDiOpenDevRegKey(set, device, scope, profile, type, access);
+    HKEY key = OpenDeviceKey(set, device, scope, profile, type, access);
     if (key != INVALID_HANDLE_VALUE) {
         KeepLastError keep;
         open.name += InstanceId(set, device) + L")";

@@ -48,6 +48,18 @@ bool SelectedDevice(HDEVINFO set, SP_DEVINFO_DATA* device) {
     return true;
 }
 
+std::vector<DeviceState> UnreadStates(HDEVINFO set) {
+    std::vector<DeviceState> unread;
+    Guard guard(&g_lock);
+    auto found = g_sets.find(set);
+    if (found == g_sets.end())
+        return unread;
+    for (const auto& device : found->second.devices)
+        if (!device.second.unread.empty())
+            unread.push_back(device.second);
+    return unread;
+}
+
 void ForgetSet(HDEVINFO set) {
     Guard guard(&g_lock);
     g_sets.erase(set);

@@ -4,6 +4,8 @@
 
 #include <windows.h>
 #include <setupapi.h>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace bench {
@@ -15,6 +17,9 @@ struct DeviceState {
     bool classList;
     bool excludedDrivers; // the list was built with DI_FLAGSEX_ALLOWEXCLUDEDDRVS
     bool driverSelected;  // Wine can select a driver but not give it up again
+    std::shared_ptr<SP_DEVINSTALL_PARAMS_W> paramsOfRemoved; // null: the device is not removed
+    std::wstring unread; // the call that asks for a restart in parameters that nobody has read yet
+    DWORD failedReads;   // forced failures of such reads when that call returned
 };
 
 // `device` may be null for the set itself.
@@ -23,6 +28,9 @@ void SetState(HDEVINFO set, const SP_DEVINFO_DATA* device, const DeviceState& st
 
 void SelectDevice(HDEVINFO set, const SP_DEVINFO_DATA& device);
 bool SelectedDevice(HDEVINFO set, SP_DEVINFO_DATA* device);
+
+// The states of the set's devices that have an `unread` call.
+std::vector<DeviceState> UnreadStates(HDEVINFO set);
 
 void ForgetSet(HDEVINFO set);
 

@@ -26,6 +26,8 @@ bool AnswerMessageBox(const wchar_t* button, bool always);
 namespace standin {
 
 // standins_setup.cpp
+HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent,
+                                     DWORD flags);
 BOOL WINAPI SetupDiSetClassInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device,
                                           PSP_CLASSINSTALL_HEADER params, DWORD size);
 BOOL WINAPI SetupDiChangeState(HDEVINFO set, PSP_DEVINFO_DATA device);
@@ -42,12 +44,16 @@ BOOL WINAPI SetupDiSetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
                                               const BYTE* data, DWORD size);
 BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property,
                                               PDWORD type, PBYTE data, DWORD size, PDWORD required);
+BOOL WINAPI SetupDiSetSelectedDevice(HDEVINFO set, PSP_DEVINFO_DATA device);
+BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set);
+
+// standins_driver_list.cpp
 BOOL WINAPI SetupDiBuildDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD type);
 BOOL WINAPI SetupDiGetSelectedDriverW(HDEVINFO set, PSP_DEVINFO_DATA device,
                                       PSP_DRVINFO_DATA_W driver);
 BOOL WINAPI SetupDiDestroyDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD type);
-BOOL WINAPI SetupDiSetSelectedDevice(HDEVINFO set, PSP_DEVINFO_DATA device);
-BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set);
+
+// standins_inf.cpp
 HINF WINAPI SetupOpenInfFileW(PCWSTR file, PCWSTR infClass, DWORD style, PUINT errorLine);
 
 // standins_newdev.cpp

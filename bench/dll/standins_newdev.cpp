@@ -13,6 +13,7 @@
 #include "journal.h"
 #include "last_error.h"
 #include "network_class.h"
+#include "restart_prompt.h"
 #include "set_state.h"
 
 namespace bench {
@@ -133,14 +134,13 @@ bool IsSelected(HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W driver
 }
 
 bool NeedsReboot(const std::wstring& instanceId) {
-    return (ReadNumber(BenchDeviceKey(instanceId), L"Flags", 0) &
-            (DI_NEEDRESTART | DI_NEEDREBOOT)) != 0;
+    return (DeviceFlags(instanceId) & (DI_NEEDRESTART | DI_NEEDREBOOT)) != 0;
 }
 
 std::vector<std::wstring> PresentDevices(const wchar_t* hardwareId) {
     std::vector<std::wstring> ids;
     HDEVINFO set =
-        SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
+        standin::SetupDiGetClassDevsW(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES | DIGCF_PRESENT);
     if (set == INVALID_HANDLE_VALUE)
         return ids;
     SP_DEVINFO_DATA device = {};
@@ -152,6 +152,32 @@ std::vector<std::wstring> PresentDevices(const wchar_t* hardwareId) {
     }
     SetupDiDestroyDeviceInfoList(set);
     return ids;
+}
+
+// Both pages: a caller that takes the answer prompts by itself; without one the routine prompts.
+void TellOfRestart(HWND parent, const wchar_t* routine, bool needsReboot, PBOOL answer) {
+    if (answer)
+        *answer = needsReboot;
+    else if (needsReboot)
+        PromptForRestart(parent, routine);
+}
+
+// False: the last error is set.
+bool InstallBestDriver(const std::wstring& instanceId, const GUID& deviceClass) {
+    std::wstring inf = BestInf(instanceId, deviceClass);
+    size_t rank;
+    if (inf.empty())
+        return Refuse(ERROR_NO_COMPAT_DRIVERS);
+    OwnSet own(instanceId);
+    return own.SelectFrom(inf, &rank) && own.Install(L"DiInstallDevice");
+}
+
+bool InstallNamedDriver(HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W driver) {
+    if (!IsDriverRecord(driver))
+        return Refuse(ERROR_INVALID_USER_BUFFER);
+    if (!IsSelected(set, device, driver))
+        return Refuse(ERROR_NO_DRIVER_SELECTED);
+    return InstallDriver(set, device, L"DiInstallDevice");
 }
 
 bool IsFullPath(const wchar_t* path) {
@@ -170,9 +196,10 @@ using namespace bench;
 
 // For a registered device of the set. Without a driver record the best match among the drivers
 // that are on the machine is taken. A record has to be the driver that is selected already, since
-// Wine cannot select another.
-BOOL WINAPI DiInstallDevice(HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRVINFO_DATA_W driver,
-                            DWORD flags, PBOOL needReboot) {
+// Wine cannot select another. DIIDFLAG_INSTALLNULLDRIVER takes the device's driver away, whatever
+// record is given (page "DiInstallDevice function").
+BOOL WINAPI DiInstallDevice(HWND parent, HDEVINFO set, PSP_DEVINFO_DATA device,
+                            PSP_DRVINFO_DATA_W driver, DWORD flags, PBOOL needReboot) {
     std::wstring id = InstanceId(set, device);
     if (id.empty())
         return FALSE;
@@ -182,22 +209,15 @@ BOOL WINAPI DiInstallDevice(HWND, HDEVINFO set, PSP_DEVINFO_DATA device, PSP_DRV
         return Refuse(ERROR_ACCESS_DENIED);
     if (!IsRegistered(id))
         return Refuse(ERROR_DEVINFO_NOT_REGISTERED);
-    if (driver) {
-        if (!IsSelected(set, device, driver))
-            return Refuse(ERROR_NO_DRIVER_SELECTED);
-        if (!InstallDriver(set, device, L"DiInstallDevice"))
-            return FALSE;
-    } else {
-        std::wstring inf = BestInf(id, device->ClassGuid);
-        size_t rank;
-        if (inf.empty())
-            return Refuse(ERROR_NO_COMPAT_DRIVERS);
-        OwnSet own(id);
-        if (!own.SelectFrom(inf, &rank) || !own.Install(L"DiInstallDevice"))
-            return FALSE;
+    if (flags & DIIDFLAG_INSTALLNULLDRIVER) {
+        WholeChange whole;
+        InstallNullDriver(id);
+        Journal(L"device-install", id + L" route=DiInstallDevice null driver");
+    } else if (driver ? !InstallNamedDriver(set, device, driver)
+                      : !InstallBestDriver(id, device->ClassGuid)) {
+        return FALSE;
     }
-    if (needReboot)
-        *needReboot = NeedsReboot(id);
+    TellOfRestart(parent, L"DiInstallDevice", NeedsReboot(id), needReboot);
     return TRUE;
 }
 
@@ -218,8 +238,9 @@ BOOL WINAPI InstallSelectedDriver(HWND, HDEVINFO set, LPCWSTR reserved, BOOL, PD
 }
 
 // All present devices of the hardware id, by the INF that is named with its full path. Without
-// INSTALLFLAG_FORCE only devices that have no driver yet.
-BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND, LPCWSTR hardwareId, LPCWSTR infPath,
+// INSTALLFLAG_FORCE only devices that have no driver yet. The page advises against an INF in
+// %SystemRoot%\inf; it documents no refusal, and a path there is not reported.
+BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND parent, LPCWSTR hardwareId, LPCWSTR infPath,
                                                DWORD flags, PBOOL reboot) {
     if (!hardwareId || !infPath || !*hardwareId)
         return Refuse(ERROR_INVALID_PARAMETER);
@@ -248,8 +269,7 @@ BOOL WINAPI UpdateDriverForPlugAndPlayDevicesW(HWND, LPCWSTR hardwareId, LPCWSTR
     }
     if (!installed)
         return Refuse(ERROR_NO_MORE_ITEMS);
-    if (reboot)
-        *reboot = needsReboot;
+    TellOfRestart(parent, L"UpdateDriverForPlugAndPlayDevices", needsReboot, reboot);
     return TRUE;
 }
 

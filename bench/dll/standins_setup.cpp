@@ -1,4 +1,4 @@
-// Stand-ins of SetupAPI's device and INF routines. Their rules are those of each routine's page in
+// Stand-ins of SetupAPI's device routines. Their rules are those of each routine's page in
 // the Windows driver documentation; what Wine does right is left to it.
 #include "standins.h"
 
@@ -8,11 +8,12 @@
 
 #include "data.h"
 #include "device.h"
+#include "hardware_profiles.h"
 #include "journal.h"
 #include "last_error.h"
 #include "network_class.h"
 #include "set_state.h"
-#include "tally.h"
+#include "unread_params.h"
 
 namespace bench {
 
@@ -74,6 +75,27 @@ void ApplyChange(const std::wstring& id, const SP_PROPCHANGE_PARAMS& change) {
         StartAdapter(id);
 }
 
+// The parameters that the set keeps of a removed device.
+std::shared_ptr<SP_DEVINSTALL_PARAMS_W> ParamsToKeep(HDEVINFO set, PSP_DEVINFO_DATA device,
+                                                     DWORD flags) {
+    auto params = std::make_shared<SP_DEVINSTALL_PARAMS_W>();
+    params->cbSize = sizeof(*params);
+    if (!::SetupDiGetDeviceInstallParamsW(set, device, params.get()))
+        return nullptr;
+    params->Flags |= flags;
+    params->Flags &= ~DI_CLASSINSTALLPARAMS;
+    return params;
+}
+
+// After a class installer's call nobody is held to reading the install parameters.
+BOOL WithoutRead(HDEVINFO set, PSP_DEVINFO_DATA device, BOOL result) {
+    KeepLastError keep;
+    DeviceState state = GetState(set, device);
+    state.unread.clear();
+    SetState(set, device, state);
+    return result;
+}
+
 // [ControlFlags] ExcludeFromSelect names ids, or * for all, that are offered to nobody who does
 // not ask for them with DI_FLAGSEX_ALLOWEXCLUDEDDRVS.
 bool IsExcluded(HINF inf, const wchar_t* hardwareId) {
@@ -121,6 +143,9 @@ bool RegisterDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
         return Refuse(ERROR_ACCESS_DENIED);
     if (!::SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, device))
         return false;
+    DWORD flags = ReadNumber(kMachineKey, L"TeamFlags", 0);
+    if (flags != 0)
+        WriteNumber(BenchDeviceKey(id), L"Flags", flags);
     Journal(L"device-register", id);
     return true;
 }
@@ -180,19 +205,6 @@ std::wstring PropertyText(const Property& property, const BYTE* data, DWORD size
     return Quoted(text);
 }
 
-bool HasClass(HINF inf, const wchar_t* infClass) {
-    INFCONTEXT line;
-    wchar_t name[32];
-    return SetupFindFirstLineW(inf, L"Version", L"Class", &line) &&
-           SetupGetStringFieldW(&line, 1, name, ARRAYSIZE(name), nullptr) &&
-           lstrcmpiW(name, infClass) == 0;
-}
-
-const void* ListTag(HDEVINFO set, PSP_DEVINFO_DATA device) {
-    return reinterpret_cast<const void*>(reinterpret_cast<ULONG_PTR>(set) +
-                                         (device ? device->DevInst : 0));
-}
-
 } // namespace
 
 } // namespace bench
@@ -200,6 +212,26 @@ const void* ListTag(HDEVINFO set, PSP_DEVINFO_DATA device) {
 namespace standin {
 
 using namespace bench;
+
+// Page "SetupDiGetClassDevsW function": without DIGCF_PRESENT also devices that are not present. To
+// Wine every registered device is present.
+HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent,
+                                     DWORD flags) {
+    HDEVINFO set = ::SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
+    if (set == INVALID_HANDLE_VALUE)
+        return set;
+    KeepLastError keep;
+    ForgetSet(set); // one of the same handle that was destroyed unseen
+    if (!(flags & DIGCF_PRESENT))
+        return set;
+    SP_DEVINFO_DATA device = {};
+    device.cbSize = sizeof(device);
+    for (DWORD index = 0; SetupDiEnumDeviceInfo(set, index, &device);) {
+        if (IsPresent(InstanceId(set, &device)) || !SetupDiDeleteDeviceInfo(set, &device))
+            index++;
+    }
+    return set;
+}
 
 // The parameters belong to one installation function and have its size; null takes them away.
 BOOL WINAPI SetupDiSetClassInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device,
@@ -232,7 +264,16 @@ BOOL WINAPI SetupDiChangeState(HDEVINFO set, PSP_DEVINFO_DATA device) {
         return Refuse(ERROR_ACCESS_DENIED);
     if (!IsRegistered(id))
         return Refuse(ERROR_DEVINFO_NOT_REGISTERED);
-    ApplyChange(id, *change);
+    ReportMisuse(*change);
+    bool oneProfile = ConcernsOneProfile(*change);
+    if (oneProfile && !ProfileExists(change->HwProfile))
+        return Refuse(ERROR_INVALID_HWPROFILE); // unverified
+    if (oneProfile && !IsCurrentProfile(change->HwProfile))
+        ApplyToOtherProfile(id, *change);
+    else
+        ApplyChange(id, *change);
+    ExpectRead(&state, L"SetupDiChangeState", id, DeviceFlags(id));
+    SetState(set, device, state);
     return TRUE;
 }
 
@@ -244,24 +285,51 @@ BOOL WINAPI SetupDiRemoveDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
         return FALSE;
     if (!IsAdministrator())
         return Refuse(ERROR_ACCESS_DENIED);
+    DeviceState state = GetState(set, device);
+    if (const SP_REMOVEDEVICE_PARAMS* removal = ProfileRemoval(state)) {
+        WholeChange whole;
+        if (!CheckProfileRemoval(id, *removal))
+            return FALSE;
+        if (!LeaveProfile(id, removal->HwProfile)) {
+            Journal(L"device-remove", id + Format(L" profile=%lu", removal->HwProfile));
+            ExpectRead(&state, L"SetupDiRemoveDevice", id, DeviceFlags(id));
+            SetState(set, device, state);
+            return TRUE;
+        }
+    }
     std::wstring driverKey = DriverKey(id);
+    DWORD flags = DeviceFlags(id);
+    std::shared_ptr<SP_DEVINSTALL_PARAMS_W> params = ParamsToKeep(set, device, flags);
     if (!::SetupDiRemoveDevice(set, device))
         return FALSE;
     ForgetAdapter(id, driverKey);
-    SetState(set, device, {});
+    ExpectRead(&state, L"SetupDiRemoveDevice", id, flags);
+    DeviceState removed = {};
+    removed.paramsOfRemoved = params;
+    removed.unread = state.unread;
+    removed.failedReads = state.failedReads;
+    SetState(set, device, removed);
     Journal(L"device-remove", id);
     return TRUE;
 }
 
 BOOL WINAPI SetupDiGetDeviceInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device,
                                            PSP_DEVINSTALL_PARAMS_W params) {
+    DeviceState state = GetState(set, device);
+    TakeRead(&state);
+    if (device && state.paramsOfRemoved && params && params->cbSize == sizeof(*params)) {
+        *params = *state.paramsOfRemoved;
+        SetState(set, device, state);
+        return TRUE;
+    }
     if (!::SetupDiGetDeviceInstallParamsW(set, device, params))
         return FALSE;
     KeepLastError keep;
+    SetState(set, device, state);
     if (device)
-        params->Flags |= ReadNumber(BenchDeviceKey(InstanceId(set, device)), L"Flags", 0);
+        params->Flags |= DeviceFlags(InstanceId(set, device));
     params->Flags &= ~DI_CLASSINSTALLPARAMS;
-    if (GetState(set, device).paramsEnabled)
+    if (state.paramsEnabled)
         params->Flags |= DI_CLASSINSTALLPARAMS;
     return TRUE;
 }
@@ -291,9 +359,9 @@ BOOL WINAPI SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DE
             return Refuse(ERROR_NO_DRIVER_SELECTED);
         return InstallDriver(set, device, L"ClassInstaller");
     case DIF_PROPERTYCHANGE:
-        return standin::SetupDiChangeState(set, device);
+        return WithoutRead(set, device, standin::SetupDiChangeState(set, device));
     case DIF_REMOVE:
-        return standin::SetupDiRemoveDevice(set, device);
+        return WithoutRead(set, device, standin::SetupDiRemoveDevice(set, device));
     default:
         return ::SetupDiCallClassInstaller(function, set, device);
     }
@@ -359,56 +427,6 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA dev
     return TRUE;
 }
 
-// Whether excluded drivers are in the list is settled when it is built.
-BOOL WINAPI SetupDiBuildDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD type) {
-    if ((type != SPDIT_CLASSDRIVER && type != SPDIT_COMPATDRIVER) ||
-        (type == SPDIT_COMPATDRIVER && !device))
-        return Refuse(ERROR_INVALID_PARAMETER);
-    SP_DEVINSTALL_PARAMS_W params = {};
-    params.cbSize = sizeof(params);
-    if (!::SetupDiGetDeviceInstallParamsW(set, device, &params))
-        return FALSE;
-    if ((params.Flags & DI_ENUMSINGLEINF) &&
-        GetFileAttributesW(params.DriverPath) == INVALID_FILE_ATTRIBUTES)
-        return Refuse(ERROR_FILE_NOT_FOUND);
-    if (!::SetupDiBuildDriverInfoList(set, device, type))
-        return FALSE;
-    KeepLastError keep;
-    DeviceState state = GetState(set, device);
-    bool& built = type == SPDIT_COMPATDRIVER ? state.compatList : state.classList;
-    if (!built)
-        Opened(Kind::DriverLists, ListTag(set, device), "SetupDiBuildDriverInfoList");
-    built = true;
-    state.excludedDrivers = (params.FlagsEx & DI_FLAGSEX_ALLOWEXCLUDEDDRVS) != 0;
-    SetState(set, device, state);
-    return TRUE;
-}
-
-BOOL WINAPI SetupDiGetSelectedDriverW(HDEVINFO set, PSP_DEVINFO_DATA device,
-                                      PSP_DRVINFO_DATA_W driver) {
-    if (InstanceId(set, device).empty())
-        return FALSE;
-    if (!GetState(set, device).driverSelected)
-        return Refuse(ERROR_NO_DRIVER_SELECTED);
-    return ::SetupDiGetSelectedDriverW(set, device, driver);
-}
-
-// A selected driver of the list is no longer selected once the list is gone.
-BOOL WINAPI SetupDiDestroyDriverInfoList(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD type) {
-    if ((type != SPDIT_CLASSDRIVER && type != SPDIT_COMPATDRIVER) ||
-        (type == SPDIT_COMPATDRIVER && !device))
-        return Refuse(ERROR_INVALID_PARAMETER);
-    if (device && InstanceId(set, device).empty())
-        return FALSE;
-    DeviceState state = GetState(set, device);
-    bool& built = type == SPDIT_COMPATDRIVER ? state.compatList : state.classList;
-    Closed(Kind::DriverLists, ListTag(set, device));
-    built = false;
-    state.driverSelected = false;
-    SetState(set, device, state);
-    return TRUE;
-}
-
 BOOL WINAPI SetupDiSetSelectedDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
     if (InstanceId(set, device).empty())
         return FALSE;
@@ -417,23 +435,10 @@ BOOL WINAPI SetupDiSetSelectedDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
 }
 
 BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set) {
+    for (const DeviceState& state : UnreadStates(set))
+        ReportUnread(state);
     ForgetSet(set);
     return ::SetupDiDestroyDeviceInfoList(set);
-}
-
-// An INF of another class than the one asked for is refused.
-HINF WINAPI SetupOpenInfFileW(PCWSTR file, PCWSTR infClass, DWORD style, PUINT errorLine) {
-    HINF inf = ::SetupOpenInfFileW(file, infClass, style, errorLine);
-    if (inf == INVALID_HANDLE_VALUE || !infClass)
-        return inf;
-    DWORD error = GetLastError();
-    bool matches = HasClass(inf, infClass);
-    SetLastError(error);
-    if (matches)
-        return inf;
-    SetupCloseInfFile(inf);
-    SetLastError(ERROR_CLASS_MISMATCH);
-    return INVALID_HANDLE_VALUE;
 }
 
 } // namespace standin
