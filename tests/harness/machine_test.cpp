@@ -57,6 +57,7 @@ void MachineTest::TearDown() {
     EXPECT_EQ("", Misuses());
     Bench(L"clear");
     Bench(L"message-box real");
+    Bench(L"restart-prompt IDNO");
     Bench(L"answer GetSystemDirectoryW");
     Bench(L"answer GetSystemWindowsDirectoryW");
 }
