@@ -10,11 +10,13 @@ class Bindings : public NetworkTest {
         return EnableProtocolNicBindings(reinterpret_cast<HWND>(1), &parsed, enable, physical);
     }
 
-    // Paths above one adapter that are in this state; the teaming protocol's are left out.
-    static size_t Count(const std::wstring& guid, bool enabled) {
+    // Paths above one adapter that are in this state of their own; the teaming protocol's are left
+    // out.
+    static size_t Count(const std::wstring& guid, bool switchedOn) {
         size_t count = 0;
         for (const NetCfgPath& path : NetCfgPaths()) {
-            if (path.adapterGuid == guid && path.ids[0] != L"qv_qvteamp" && path.enabled == enabled)
+            if (path.adapterGuid == guid && path.ids[0] != L"qv_qvteamp" &&
+                path.switchedOn == switchedOn)
                 count++;
         }
         return count;
@@ -102,23 +104,22 @@ TEST_F(Bindings, AreLookedForAmongAdaptersOfTheGivenKindOnly) {
     }
 }
 
-// A component on top of port0 alone or of others, for paths of a given order.
-static NetCfgComponent Component(const std::wstring& id, DWORD upper,
-                                 const std::vector<std::wstring>& lower) {
+static NetCfgComponent Component(const std::wstring& id, const std::wstring& upperRange,
+                                 const std::wstring& lowerRange) {
     NetCfgComponent component;
     component.id = id;
     component.kind = L"trans";
     component.displayName = id;
-    component.upper = upper;
-    component.lower = lower;
+    component.upperRange = {upperRange};
+    component.lowerRange = {lowerRange};
     return component;
 }
 
 TEST_F(Bindings, AreLeftAloneWhenTheTeamingProtocolIsOnTop) {
     Load(L"two-ports");
-    machine.defaultComponents = false;
-    machine.components = {Component(L"ms_tcpip", 40, {L"adapters"}),
-                          Component(L"qv_qvteamp", 50, {L"ms_tcpip"})};
+    machine.componentSet = L"none";
+    machine.components = {Component(L"ms_tcpip", L"tdi", L"ndis5"),
+                          Component(L"qv_qvteamp", L"noupper", L"tdi")};
     Build();
     EXPECT_EQ(1, Switch(kPort0, 0, 1));
     EXPECT_EQ((TextList{std::wstring(L"ms_tcpip->") + kPort0}),
@@ -131,9 +132,9 @@ TEST_F(Bindings, AreLeftAloneWhenTheTeamingProtocolIsOnTop) {
 
 TEST_F(Bindings, AreSwitchedWhenTheTeamingProtocolIsFurtherDown) {
     Load(L"two-ports");
-    machine.defaultComponents = false;
-    machine.components = {Component(L"ms_tcpip", 40, {L"qv_qvteamp"}),
-                          Component(L"qv_qvteamp", 50, {L"adapters"})};
+    machine.componentSet = L"none";
+    machine.components = {Component(L"ms_tcpip", L"tdi", L"team"),
+                          Component(L"qv_qvteamp", L"team", L"ndis5")};
     Build();
     EXPECT_EQ(1, Switch(kPort0, 0, 1));
     EXPECT_EQ((TextList{std::wstring(L"ms_tcpip->qv_qvteamp->") + kPort0}),

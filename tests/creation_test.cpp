@@ -116,7 +116,7 @@ static Texts8 TeamAdapterFacts() {
                              "enum\\Service = REG_SZ \"qvteammp\""})
         facts.push_back(std::string("+ device\\ROOT\\NET\\0000\\") + fact);
     for (const char* path : {"ms_msclient->ms_netbt->ms_tcpip", "ms_netbt->ms_tcpip",
-                             "ms_server->ms_netbt->ms_tcpip", "ms_tcpip"})
+                             "ms_server->ms_netbt->ms_tcpip", "ms_tcpip", "qv_qvteamp"})
         facts.push_back(std::string("+ path\\") + path + "->{1} = enabled");
     return facts + Texts8{"+ network\\{1}\\Connection\\Name = REG_SZ \"Local Area Connection 3\"",
                           "+ network\\{1}\\Connection\\PnpInstanceID = REG_SZ \"ROOT\\NET\\0000\""};

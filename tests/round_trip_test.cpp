@@ -80,5 +80,12 @@ TEST_F(RoundTrip, OfAnAdapterWithSettingsOfItsOwnLosesThem) {
     ExpectBack({"- device\\port0\\driver\\NetworkAddress = REG_SZ \"025156000001\"",
                 "- device\\port0\\driver\\Characteristics = REG_DWORD 0x0000008C",
                 "+ device\\port0\\driver\\Characteristics = REG_DWORD 0x00000084",
-                "- path\\ms_tcpip->{port1} = disabled", "+ path\\ms_tcpip->{port1} = enabled"});
+                "- path\\ms_msclient->ms_netbt->ms_tcpip->{port1} = disabled below",
+                "- path\\ms_netbt->ms_tcpip->{port1} = disabled below",
+                "- path\\ms_server->ms_netbt->ms_tcpip->{port1} = disabled below",
+                "- path\\ms_tcpip->{port1} = disabled",
+                "+ path\\ms_msclient->ms_netbt->ms_tcpip->{port1} = enabled",
+                "+ path\\ms_netbt->ms_tcpip->{port1} = enabled",
+                "+ path\\ms_server->ms_netbt->ms_tcpip->{port1} = enabled",
+                "+ path\\ms_tcpip->{port1} = enabled"});
 }

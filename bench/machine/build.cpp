@@ -3,6 +3,7 @@
 #include "machine.h"
 
 #include "../driver/qvnic_ioctl.h"
+#include "adapter_bindings.h"
 #include "devices.h"
 #include "driver_control.h"
 #include "files.h"
@@ -82,6 +83,7 @@ class Builder {
     void WriteConnection(const Planned& planned, unsigned number) const;
     void WriteInfs() const;
     void WriteNetworkConfiguration() const;
+    std::optional<bool> StateOfPath(const NetCfgPath& path, const NetCfgComponent& owner) const;
     void WriteExtraKeys() const;
 
     const Machine& machine_;
@@ -132,6 +134,7 @@ void Builder::PlanAdapter(const MachineAdapter& adapter) {
     device.service = adapter.service;
     device.driverKey = adapter.driverKey;
     device.driverValues = adapter.values;
+    device.ranges = RangesOf(adapter, device.hardwareIds);
     if (!adapter.guid.empty()) {
         device.driverValues.push_back(MachineValue::Text(L"NetCfgInstanceId", adapter.guid));
     }
@@ -195,6 +198,7 @@ Builder::Planned& Builder::PlanVirtual(const std::wstring& section, const std::w
     device.description = layout::kMiniportDescription;
     device.friendlyName = MachineValue::SizedText(L"", friendlyName, kInstalledNameBytes);
     device.service = layout::kMiniportService;
+    device.ranges = RangesOf({}, device.hardwareIds);
     device.driverValues = {
         MachineValue::Text(L"NetCfgInstanceId", guid),
         MachineValue::Text(L"DriverDesc", layout::kMiniportDescription),
@@ -301,6 +305,7 @@ void Builder::WriteMachineKey() const {
         key.Set(L"TeamFlags", machine_.teamFlags);
     }
     key.Set(L"HardwareProfiles", machine_.hardwareProfiles);
+    key.Set(L"InstallNeedsLock", machine_.installNeedsLock);
     if (!machine_.lockHolder.empty()) {
         key.Set(L"LockHolder", machine_.lockHolder);
         key.Set(L"LockSeconds", machine_.lockSeconds);
@@ -415,30 +420,40 @@ void Builder::WriteNetworkConfiguration() const {
     if (!NetCfgRegister(FindBenchFile(L"qvnetcfg.dll").c_str())) {
         Fail("qvnetcfg.dll cannot be registered", ERROR_CANTWRITE);
     }
-    if (machine_.defaultComponents) {
-        NetCfgDefaults(machine_.protocolInstalled);
+    if (machine_.componentSet != L"none") {
+        NetCfgDefaults(machine_.protocolInstalled, machine_.componentSet);
     }
     for (const auto& component : machine_.components) {
         NetCfgWriteComponent(component);
     }
-    std::vector<std::wstring> unbound;
-    for (const auto& [section, planned] : planned_) {
-        if (planned.unbound) {
-            unbound.push_back(planned.guid);
-        }
-    }
-    if (unbound.empty()) {
-        return;
+    std::map<std::wstring, NetCfgComponent> components;
+    for (const auto& component : NetCfgComponents()) {
+        components[component.id] = component;
     }
     for (const auto& path : NetCfgPaths()) {
-        const bool ofHost =
-            std::find(unbound.begin(), unbound.end(), path.adapterGuid) != unbound.end();
-        const bool teaming = std::find(path.ids.begin(), path.ids.end(),
-                                       layout::kProtocolComponent) != path.ids.end();
-        if (ofHost && !teaming) {
-            NetCfgSetPathState(path.token, false);
+        const auto state = StateOfPath(path, components[path.ids.front()]);
+        if (state) {
+            NetCfgSetPathState(path.token, *state);
         }
     }
+}
+
+// A member's and a VLAN host's paths are as the program leaves them.
+std::optional<bool> Builder::StateOfPath(const NetCfgPath& path,
+                                         const NetCfgComponent& owner) const {
+    const bool teaming =
+        std::find(path.ids.begin(), path.ids.end(), layout::kProtocolComponent) != path.ids.end();
+    for (const auto& [section, planned] : planned_) {
+        if (planned.guid == path.adapterGuid && planned.unbound && !teaming) {
+            return false;
+        }
+    }
+    for (const auto& adapter : machine_.adapters) {
+        if (adapter.guid == path.adapterGuid) {
+            return StateOf(adapter, path, owner);
+        }
+    }
+    return std::nullopt;
 }
 
 void Builder::WriteExtraKeys() const {

@@ -140,7 +140,7 @@ class Comparison {
             const size_t guid = path.find("->{");
             const bool ofMember =
                 guid != std::string::npos && memberGuids_.count(path.substr(guid + 2)) != 0;
-            return ofMember && old == "disabled" && now == "enabled"
+            return ofMember && StartsWith(old, "disabled") && now == "enabled"
                        ? "a removal enables every binding above a member, also one that was off"
                        : nullptr;
         }

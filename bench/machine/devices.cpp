@@ -38,18 +38,29 @@ static bool SetProperties(HDEVINFO set, SP_DEVINFO_DATA* data, const NetDevice& 
     return done;
 }
 
-static bool WriteDriverKey(HDEVINFO set, SP_DEVINFO_DATA* data,
-                           const std::vector<MachineValue>& values) {
+static bool WriteRanges(const Key& driverKey, const Ranges& ranges) {
+    HKEY handle = nullptr;
+    if (RegCreateKeyExW(driverKey.get(), L"Ndi\\Interfaces", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                        &handle, nullptr) != ERROR_SUCCESS) {
+        return false;
+    }
+    const Key interfaces(handle);
+    interfaces.Set(L"UpperRange", ranges.upper);
+    interfaces.Set(L"LowerRange", ranges.lower);
+    return true;
+}
+
+static bool WriteDriverKey(HDEVINFO set, SP_DEVINFO_DATA* data, const NetDevice& device) {
     HKEY handle =
         SetupDiCreateDevRegKeyW(set, data, DICS_FLAG_GLOBAL, 0, DIREG_DRV, nullptr, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
         return false;
     }
     const Key key(handle);
-    for (const auto& value : values) {
+    for (const auto& value : device.driverValues) {
         key.Set(value);
     }
-    return true;
+    return WriteRanges(key, device.ranges);
 }
 
 static bool CreateInSet(HDEVINFO set, const NetDevice& device) {
@@ -60,7 +71,7 @@ static bool CreateInSet(HDEVINFO set, const NetDevice& device) {
         !SetupDiRegisterDeviceInfo(set, &data, 0, nullptr, nullptr, nullptr)) {
         return false;
     }
-    return !device.driverKey || WriteDriverKey(set, &data, device.driverValues);
+    return !device.driverKey || WriteDriverKey(set, &data, device);
 }
 
 bool CreateNetDevice(const NetDevice& device) {

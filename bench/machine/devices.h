@@ -1,6 +1,7 @@
 // Devices of the network class: making one as Windows' setup leaves it, finding all, removing one.
 #pragma once
 
+#include "adapter_bindings.h"
 #include "machine.h"
 
 namespace qvmachine {
@@ -13,6 +14,7 @@ struct NetDevice {
     std::wstring service;
     bool driverKey = true;
     std::vector<MachineValue> driverValues;
+    Ranges ranges; // of Ndi\Interfaces in the driver key
 };
 
 // False when SetupAPI refuses; the last error says why. An instance id that exists already is

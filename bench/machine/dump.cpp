@@ -188,17 +188,24 @@ void Dump::Infs() {
     FindClose(search);
 }
 
+std::wstring Joined(const std::vector<std::wstring>& names) {
+    std::wstring all;
+    for (const auto& name : names) {
+        all += (all.empty() ? L"" : L",") + name;
+    }
+    return all;
+}
+
 void Dump::NetworkConfiguration() {
     for (const auto& component : NetCfgComponents()) {
-        std::wstring lower;
-        for (const auto& id : component.lower) {
-            lower += L" " + id;
-        }
-        Fact(L"component\\" + component.id,
-             component.kind + L" \"" + component.displayName + L"\" on" + lower);
+        Fact(L"component\\" + component.id, component.kind + L" \"" + component.displayName +
+                                                L"\" on " + Joined(component.lowerRange) +
+                                                L" offers " + Joined(component.upperRange));
     }
     for (const auto& path : NetCfgPaths()) {
-        Fact(L"path\\" + path.token, path.enabled ? L"enabled" : L"disabled");
+        Fact(L"path\\" + path.token, path.enabled      ? L"enabled"
+                                     : path.switchedOn ? L"disabled below"
+                                                       : L"disabled");
     }
 }
 

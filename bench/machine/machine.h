@@ -6,6 +6,7 @@
 // files of the Wine prefix in use, so a machine outlives the process that built it.
 #pragma once
 
+#include "component_sets.h"
 #include "model.h"
 
 #include <windows.h>
@@ -69,10 +70,14 @@ struct MachineAdapter {
     bool present = true;  // false: its records stand, the device is gone
     bool phantom = false; // registered, with everything that belongs to a device, but not present
     bool driverKey = true;
-    std::wstring ipAddress;           // empty: none
-    std::optional<DWORD> answersLeft; // after so many replies the device has been removed
-    std::wstring hostInterface;       // of the computer below, which answers the rest; empty: none
-    std::vector<MachineValue> values; // of the driver key
+    std::wstring ipAddress;                 // empty: none
+    std::optional<DWORD> answersLeft;       // after so many replies the device has been removed
+    std::optional<std::wstring> upperRange; // none: that of the adapter's kind
+    std::optional<std::wstring> lowerRange;
+    std::vector<std::wstring> unbound; // ids of components that the administrator has switched off
+    bool switched = false;             // the adapter is the port of a Hyper-V switch
+    std::wstring hostInterface;        // of the computer below, which answers the rest; empty: none
+    std::vector<MachineValue> values;  // of the driver key
     OidAnswers answers;
     std::optional<DWORD> unknownOid; // status that refuses any other OID; none: not supported
     bool needsHeaderSize = false; // the task list is refused for an encapsulation header size of 0
@@ -135,7 +140,8 @@ struct Machine {
     // In the order of the system's list: "refused:NAME", "session:NAME", and "*" for the real ones.
     std::vector<std::wstring> processList = {L"refused:csrss.exe", L"*", L"refused:csrss.exe"};
     bool protocolInstalled = true;
-    bool defaultComponents = true;
+    std::wstring componentSet = L"default"; // of component_sets.h, or none
+    bool installNeedsLock = false; // installing an adapter fails while the configuration is locked
     std::vector<NetCfgComponent> components; // beside or instead of the default ones of the same id
     std::vector<MachineInf> infs;
     std::vector<MachineAdapter> adapters;

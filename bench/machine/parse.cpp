@@ -169,8 +169,10 @@ Parser::Setters Parser::GeneralKeys() {
          }},
         {"components",
          [=](auto& v) {
-             m->defaultComponents = Choice(v, {"none", "default"}) == 1;
+             Choice(v, {"none", "default", "windows-10", "hyper-v"});
+             m->componentSet = Wide(v);
          }},
+        {"install-needs-lock", [=](auto& v) { m->installNeedsLock = YesNo(v); }},
     };
 }
 
@@ -201,6 +203,10 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
         {"driver-key", [=](auto& v) { a->driverKey = YesNo(v); }},
         {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
         {"answers-left", [=](auto& v) { a->answersLeft = AnswersLeft(v); }},
+        {"upper-range", [=](auto& v) { a->upperRange = Unquoted(v); }},
+        {"lower-range", [=](auto& v) { a->lowerRange = Unquoted(v); }},
+        {"unbound", [=](auto& v) { a->unbound = WideWords(v); }},
+        {"switched", [=](auto& v) { a->switched = YesNo(v); }},
         {"host-interface", [=](auto& v) { a->hostInterface = HostInterface(v); }},
         {"unknown-oid", [=](auto& v) { a->unknownOid = NdisStatus(v); }},
         {"task-list-needs-header-size", [=](auto& v) { a->needsHeaderSize = YesNo(v); }},
@@ -249,12 +255,14 @@ Parser::Setters Parser::ComponentKeys(NetCfgComponent* c) {
     return {
         {"class",
          [=](auto& v) {
-             Choice(v, {"trans", "service", "client"});
+             Choice(v, {"trans", "service", "client", "filter"});
              c->kind = Wide(v);
          }},
         {"display-name", [=](auto& v) { c->displayName = Unquoted(v); }},
-        {"lower", [=](auto& v) { c->lower = WideWords(v); }},
+        {"upper-range", [=](auto& v) { c->upperRange = NetCfgRange(Unquoted(v)); }},
+        {"lower-range", [=](auto& v) { c->lowerRange = NetCfgRange(Unquoted(v)); }},
         {"bound-by-default", [=](auto& v) { c->boundByDefault = YesNo(v); }},
+        {"hidden", [=](auto& v) { c->hidden = YesNo(v); }},
     };
 }
 

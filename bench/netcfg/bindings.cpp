@@ -9,7 +9,7 @@ namespace {
 struct Hop {
     std::wstring upper;
     std::wstring lower;
-    bool lowerIsAdapter = false;
+    std::wstring name; // the interface over which they meet
 };
 
 class BindingInterface final : public WorkspaceObject<INetCfgBindingInterface> {
@@ -18,14 +18,12 @@ class BindingInterface final : public WorkspaceObject<INetCfgBindingInterface> {
         : WorkspaceObject(workspace), hop_(hop) {
     }
 
-    // The upper edge that the lower end offers: adapters that of NDIS, protocols that of TDI.
     HRESULT STDMETHODCALLTYPE GetName(LPWSTR* name) override {
         if (name == nullptr) {
             return E_POINTER;
         }
         *name = nullptr;
-        return Read("INetCfgBindingInterface::GetName",
-                    [&] { return CopyOut(hop_.lowerIsAdapter ? L"ndis5" : L"tdi", name); });
+        return Read("INetCfgBindingInterface::GetName", [&] { return CopyOut(hop_.name, name); });
     }
 
     HRESULT STDMETHODCALLTYPE GetUpperComponent(INetCfgComponent** component) override {
@@ -56,8 +54,10 @@ INetCfgBindingInterface* MakeInterface(const WorkspacePointer& workspace, const 
 }
 
 // Rules after INetCfgBindingPath (Windows network configuration interfaces): the questions answer
-// S_OK for yes and S_FALSE for no; Enable is a change and waits for Apply; interfaces are listed
-// from the owner, the topmost component, downwards.
+// S_OK for yes and S_FALSE for no; Enable is a change, which needs the write lock and waits for
+// Apply; interfaces are listed from the owner, the topmost component, downwards. Enable sets the
+// path's own state and IsEnabled also looks at the parts of the path: see Workspace::EnablePath.
+// Unverified: that Enable(TRUE) succeeds for every path, also for that of a switch protocol.
 class BindingPath final : public WorkspaceObject<INetCfgBindingPath> {
   public:
     BindingPath(const WorkspacePointer& workspace, const NetCfgPath& path)
@@ -109,13 +109,15 @@ class BindingPath final : public WorkspaceObject<INetCfgBindingPath> {
         });
     }
 
-    HRESULT STDMETHODCALLTYPE GetDepth(ULONG* interfaces) override {
-        if (interfaces == nullptr) {
+    // "INetCfgBindingPath::GetDepth": the number of components, the adapter among them; there is one
+    // interface less.
+    HRESULT STDMETHODCALLTYPE GetDepth(ULONG* components) override {
+        if (components == nullptr) {
             return E_POINTER;
         }
-        *interfaces = 0;
+        *components = 0;
         return Read("INetCfgBindingPath::GetDepth", [&] {
-            *interfaces = static_cast<ULONG>(path_.ids.size());
+            *components = static_cast<ULONG>(path_.ids.size() + 1);
             return S_OK;
         });
     }
@@ -130,8 +132,8 @@ class BindingPath final : public WorkspaceObject<INetCfgBindingPath> {
             std::vector<Hop> hops;
             for (size_t index = 0; index < path_.ids.size(); ++index) {
                 const bool last = index + 1 == path_.ids.size();
-                hops.push_back(
-                    {path_.ids[index], last ? path_.adapterGuid : path_.ids[index + 1], last});
+                hops.push_back({path_.ids[index], last ? path_.adapterGuid : path_.ids[index + 1],
+                                path_.interfaces[index]});
             }
             *interfaces = new Enumerator<IEnumNetCfgBindingInterface, INetCfgBindingInterface, Hop>(
                 workspace_, hops, MakeInterface);

@@ -10,6 +10,8 @@
 
 namespace {
 
+const DWORD kLightweightFilter = 0x40000; // NCF_LW_FILTER
+
 const ComponentClass kClasses[] = {
     {&GUID_DEVCLASS_NET, L"adapter", L"Net"},
     {&GUID_DEVCLASS_NETTRANS, L"trans", L"NetTrans"},
@@ -48,12 +50,23 @@ ComponentItem ItemOf(const NetCfgComponent& component, const GUID& classGuid) {
     item.displayName = component.displayName;
     item.bindName = component.service;
     item.instanceGuid = GuidOfId(component.id);
+    item.characteristics =
+        (component.hidden ? NCF_HIDDEN : 0) | (component.IsFilter() ? kLightweightFilter : 0);
     return item;
+}
+
+// A filter is a service ("DDInstall Section in a Network INF File" and "INF Requirements for NDIS
+// Filter Drivers" have it in the class NetService).
+bool IsOfClass(const NetCfgComponent& component, const ComponentClass& wanted) {
+    return component.kind == wanted.kind ||
+           (component.IsFilter() && *wanted.guid == GUID_DEVCLASS_NETSERVICE);
 }
 
 // Rules after INetCfgComponent and INetCfgComponentBindings (Windows network configuration
 // interfaces): strings are CoTaskMem copies; a device node and its status are an adapter's only;
-// EBP_ABOVE and EBP_BELOW are alternatives.
+// EBP_BELOW gives the paths that start at the component, EBP_ABOVE those that contain it, its own
+// among them ("INetCfgComponentBindings::EnumBindingPaths"). Unverified: that the two are
+// alternatives, and that the paths above an adapter include those of filters.
 class Component final : public WorkspaceObject<INetCfgComponent, INetCfgComponentBindings> {
   public:
     Component(const WorkspacePointer& workspace, const ComponentItem& item)
@@ -159,7 +172,7 @@ class Component final : public WorkspaceObject<INetCfgComponent, INetCfgComponen
             }
             std::vector<NetCfgPath> chosen;
             for (const NetCfgPath& path : workspace_->Paths()) {
-                if (flags == EBP_ABOVE ? LeadsDownTo(path) : IsOwnerOf(path)) {
+                if (flags == EBP_ABOVE ? IsOn(path) : IsOwnerOf(path)) {
                     chosen.push_back(path);
                 }
             }
@@ -217,11 +230,11 @@ class Component final : public WorkspaceObject<INetCfgComponent, INetCfgComponen
     }
 
     // The whole path is given, also when it goes on below this component.
-    bool LeadsDownTo(const NetCfgPath& path) const {
+    bool IsOn(const NetCfgPath& path) const {
         if (item_.IsAdapter()) {
             return path.adapterGuid == item_.bindName;
         }
-        return std::find(path.ids.begin() + 1, path.ids.end(), item_.id) != path.ids.end();
+        return std::find(path.ids.begin(), path.ids.end(), item_.id) != path.ids.end();
     }
 
     bool DisabledByBench() const;
@@ -270,7 +283,7 @@ std::vector<ComponentItem> ComponentsOfClass(const Workspace& workspace, const G
         }
     } else if (wanted != nullptr) {
         for (const NetCfgComponent& component : workspace.Components()) {
-            if (component.kind == wanted->kind) {
+            if (IsOfClass(component, *wanted)) {
                 items.push_back(ItemOf(component, classGuid));
             }
         }

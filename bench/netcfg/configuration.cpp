@@ -1,6 +1,7 @@
 #include "configuration.h"
 
 #include <devguid.h>
+#include <netcfgn.h>
 
 #include "comobject.h"
 #include "component.h"
@@ -39,10 +40,11 @@ HRESULT TakeText(HRESULT result, LPWSTR text, std::wstring* out) {
 //   component and its service key exist after Apply, and Cancel or Uninitialize drops them.
 // - Installing what is installed is S_OK and adds nothing.
 // - The component is looked for by driver selection within its class, so an id that no INF file
-// lists
-//   leaves nothing selected: SPAPI_E_NO_DRIVER_SELECTED. No file was asked for by name that could
-//   be "not found".
+//   lists leaves nothing selected: SPAPI_E_NO_DRIVER_SELECTED (unverified).
 // - An answer file goes with the section to read in it.
+// - The OBO token is mandatory except for the class Net.
+// - NSF_PRIMARYINSTALL is for the installation of the operating system. No refusal is documented, so
+//   the journal tells of it.
 class ClassObject final : public WorkspaceObject<INetCfgClass, INetCfgClassSetup> {
   public:
     ClassObject(const WorkspacePointer& workspace, const GUID& classGuid)
@@ -80,7 +82,7 @@ class ClassObject final : public WorkspaceObject<INetCfgClass, INetCfgClassSetup
         return Change("INetCfgClassSetup::SelectAndInstall", [] { return E_NOTIMPL; });
     }
 
-    HRESULT STDMETHODCALLTYPE Install(LPCWSTR id, OBO_TOKEN* token, DWORD, DWORD,
+    HRESULT STDMETHODCALLTYPE Install(LPCWSTR id, OBO_TOKEN* token, DWORD setupFlags, DWORD,
                                       LPCWSTR answerFile, LPCWSTR answerSections,
                                       INetCfgComponent** component) override {
         if (component != nullptr) {
@@ -89,12 +91,18 @@ class ClassObject final : public WorkspaceObject<INetCfgClass, INetCfgClassSetup
         if (id == nullptr) {
             return E_POINTER;
         }
-        const HRESULT tokenResult = CheckOboToken(token);
+        const HRESULT tokenResult =
+            token == nullptr && IsAdapterClass() ? S_OK : CheckOboToken(token);
         if (FAILED(tokenResult)) {
             return tokenResult;
         }
         if (answerFile != nullptr && answerSections == nullptr) {
             return E_INVALIDARG;
+        }
+        if ((setupFlags & NSF_PRIMARYINSTALL) != 0) {
+            BenchLinkJournal(L"misuse",
+                             L"INetCfgClassSetup::Install: NSF_PRIMARYINSTALL is for the "
+                             L"installation of the operating system");
         }
         return Change("INetCfgClassSetup::Install", [&] {
             const HRESULT result = InstallById(id);
@@ -149,15 +157,18 @@ class ClassObject final : public WorkspaceObject<INetCfgClass, INetCfgClassSetup
             }
         }
         const ComponentClass* kind = FindComponentClass(classGuid_);
-        const std::optional<InfComponent> inf = FindInfComponent(kind->infClass, id);
+        const std::optional<InfComponent> inf = FindInfComponent({*kind->guid, kind->infClass}, id);
         if (!inf) {
             return SPAPI_E_NO_DRIVER_SELECTED;
         }
         std::wstring lower = id;
         CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
-        NetCfgComponent component = NetCfgTemplate(lower);
-        component.kind = kind->kind;
+        NetCfgComponent component;
+        component.id = lower;
+        component.kind = inf->isFilter ? L"filter" : kind->kind;
         component.displayName = inf->description;
+        component.upperRange = inf->upperRange;
+        component.lowerRange = inf->lowerRange;
         component.service = inf->services.empty() ? L"" : inf->services.front().name;
         return workspace_->Install(id, component, *inf);
     }

@@ -1,7 +1,9 @@
 #include "inf.h"
 
+#include <objbase.h>
 #include <setupapi.h>
 
+#include "model.h"
 #include "netcfg_key.h"
 
 namespace {
@@ -91,6 +93,40 @@ std::vector<InfService> ReadServices(const InfFile& inf, const std::wstring& ins
     return services;
 }
 
+void ReadRange(const std::vector<std::wstring>& setting, InfComponent* component) {
+    // A line without a key has its first field at 1 and repeats it at 0.
+    if (setting.size() < 6 || !SameText(setting[1], L"HKR") ||
+        !SameText(setting[2], L"Ndi\\Interfaces")) {
+        return;
+    }
+    if (SameText(setting[3], L"UpperRange")) {
+        component->upperRange = NetCfgRange(setting[5]);
+    } else if (SameText(setting[3], L"FilterMediaTypes")) {
+        component->lowerRange = NetCfgRange(setting[5]);
+        component->isFilter = true;
+    } else if (SameText(setting[3], L"LowerRange") && !component->isFilter) {
+        component->lowerRange = NetCfgRange(setting[5]);
+    }
+}
+
+// The settings of Ndi\Interfaces: lines "HKR, Ndi\Interfaces, NAME, FLAGS, VALUE" of the sections
+// that AddReg names. The section decorated most specifically is the one that is installed.
+void ReadRanges(const InfFile& inf, const std::wstring& installSection, InfComponent* component) {
+    for (const wchar_t* decoration : {L".NTamd64", L".NT", L""}) {
+        const auto lines = inf.Lines(installSection + decoration);
+        for (const std::vector<std::wstring>& line : lines) {
+            for (size_t field = 1; SameText(line[0], L"AddReg") && field < line.size(); ++field) {
+                for (const std::vector<std::wstring>& setting : inf.Lines(line[field])) {
+                    ReadRange(setting, component);
+                }
+            }
+        }
+        if (!lines.empty()) {
+            return;
+        }
+    }
+}
+
 std::optional<InfComponent> FindModel(const InfFile& inf, const std::wstring& models,
                                       const std::wstring& hardwareId) {
     for (const std::vector<std::wstring>& line : inf.Lines(models)) {
@@ -99,6 +135,7 @@ std::optional<InfComponent> FindModel(const InfFile& inf, const std::wstring& mo
                 InfComponent component;
                 component.description = line[0];
                 component.services = ReadServices(inf, line[1]);
+                ReadRanges(inf, line[1], &component);
                 return component;
             }
         }
@@ -106,9 +143,18 @@ std::optional<InfComponent> FindModel(const InfFile& inf, const std::wstring& mo
     return std::nullopt;
 }
 
-std::optional<InfComponent> FindInFile(const InfFile& inf, const std::wstring& className,
+bool HasClass(const InfFile& inf, const InfClass& wanted) {
+    const std::wstring text = inf.Value(L"Version", L"ClassGUID");
+    GUID guid;
+    if (!text.empty()) {
+        return SUCCEEDED(CLSIDFromString(text.c_str(), &guid)) && guid == wanted.guid;
+    }
+    return SameText(inf.Value(L"Version", L"Class"), wanted.name);
+}
+
+std::optional<InfComponent> FindInFile(const InfFile& inf, const InfClass& infClass,
                                        const std::wstring& hardwareId) {
-    if (!SameText(inf.Value(L"Version", L"Class"), className)) {
+    if (!HasClass(inf, infClass)) {
         return std::nullopt;
     }
     for (const std::vector<std::wstring>& maker : inf.Lines(L"Manufacturer")) {
@@ -127,7 +173,7 @@ std::optional<InfComponent> FindInFile(const InfFile& inf, const std::wstring& c
 
 } // namespace
 
-std::optional<InfComponent> FindInfComponent(const std::wstring& className,
+std::optional<InfComponent> FindInfComponent(const InfClass& infClass,
                                              const std::wstring& hardwareId) {
     wchar_t windows[MAX_PATH] = {};
     GetWindowsDirectoryW(windows, ARRAYSIZE(windows));
@@ -139,7 +185,7 @@ std::optional<InfComponent> FindInfComponent(const std::wstring& className,
         return found;
     }
     do {
-        found = FindInFile(InfFile(directory + file.cFileName), className, hardwareId);
+        found = FindInFile(InfFile(directory + file.cFileName), infClass, hardwareId);
         if (found) {
             found->infName = file.cFileName;
         }

@@ -20,12 +20,23 @@ struct InfComponent {
     std::wstring infName; // oem3.inf
     std::wstring description;
     std::vector<InfService> services;
+    // Of Ndi\Interfaces among the settings that the installation writes. An INF without them makes a
+    // component that binds to nothing.
+    std::vector<std::wstring> upperRange;
+    std::vector<std::wstring> lowerRange; // a filter's media types
+    bool isFilter = false;                // FilterMediaTypes instead of bindings
 };
 
-// Looks through the OEM INF files of the system, in directory order, for a model of this class
-// ("NetTrans", ...) with this hardware id, both compared without regard to case. As 64-bit Windows
-// asks, only models decorated for it count.
-std::optional<InfComponent> FindInfComponent(const std::wstring& className,
+struct InfClass {
+    GUID guid;
+    std::wstring name; // "NetTrans", ...
+};
+
+// Looks through the OEM INF files of the system, in directory order, for a model of this class with
+// this hardware id, compared without regard to case. An INF's class is that of ClassGUID or, when
+// it has none, of Class ("SetupDiGetINFClass"). As 64-bit Windows asks, only models decorated for it
+// count.
+std::optional<InfComponent> FindInfComponent(const InfClass& infClass,
                                              const std::wstring& hardwareId);
 
 // Writes the service key as the service control manager would.

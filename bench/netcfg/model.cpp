@@ -1,12 +1,12 @@
 #include "model.h"
 
-#include <netcfgx.h>
 #include <cfgmgr32.h>
 #include <devguid.h>
 #include <setupapi.h>
 
 #include <algorithm>
 
+#include "component_sets.h"
 #include "netcfg_key.h"
 
 namespace {
@@ -18,34 +18,6 @@ const wchar_t kDevices[] = L"Software\\QvBench\\Devices";
 const wchar_t kServer[] =
     L"Software\\Classes\\CLSID\\{5B035261-40F9-11D1-AAEC-00805FC1270E}\\InprocServer32";
 const wchar_t kArrow[] = L"->";
-const wchar_t kAllAdapters[] = L"adapters";
-const wchar_t kPhysicalAdapters[] = L"physical";
-
-const NetCfgComponent kDefaults[] = {
-    {L"ms_msclient",
-     L"client",
-     L"Client for Microsoft Networks",
-     10,
-     {L"ms_netbt"},
-     true,
-     L"LanmanWorkstation"},
-    {L"ms_server",
-     L"service",
-     L"File and Printer Sharing for Microsoft Networks",
-     20,
-     {L"ms_netbt"},
-     true,
-     L"LanmanServer"},
-    {L"ms_netbt", L"trans", L"WINS Client(TCP/IP) Protocol", 30, {L"ms_tcpip"}, true, L"NetBT"},
-    {L"ms_tcpip", L"trans", L"Internet Protocol (TCP/IP)", 40, {kAllAdapters}, true, L"Tcpip"},
-    {L"qv_qvteamp",
-     L"trans",
-     L"Quovane Teaming Protocol Driver",
-     50,
-     {kPhysicalAdapters},
-     true,
-     L"qvteamp"},
-};
 
 std::wstring LowerCase(std::wstring text) {
     CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
@@ -62,10 +34,12 @@ NetCfgComponent ReadComponent(const std::wstring& id) {
     component.id = LowerCase(id);
     component.kind = key.Text(L"Class").value_or(L"trans");
     component.displayName = key.Text(L"DisplayName").value_or(id);
-    component.upper = key.Number(L"Upper").value_or(0);
-    component.lower = key.Texts(L"Lower");
+    component.place = key.Number(L"Place").value_or(0);
+    component.upperRange = key.Texts(L"UpperRange");
+    component.lowerRange = key.Texts(L"LowerRange");
     component.boundByDefault = key.Number(L"BoundByDefault").value_or(1) != 0;
-    component.service = key.Text(L"Service").value_or(NetCfgTemplate(component.id).service);
+    component.hidden = key.Number(L"Hidden").value_or(0) != 0;
+    component.service = key.Text(L"Service").value_or(L"");
     return component;
 }
 
@@ -104,6 +78,9 @@ std::optional<NetCfgAdapter> ReadAdapter(HDEVINFO set, SP_DEVINFO_DATA* device) 
     adapter.id = LowerCase(adapter.id);
     adapter.displayName = DeviceProperty(set, device, SPDRP_DEVICEDESC);
     adapter.characteristics = key.Number(L"Characteristics").value_or(0);
+    const NetCfgKey interfaces = key.SubKey(L"Ndi\\Interfaces");
+    adapter.upperRange = NetCfgRange(interfaces.Text(L"UpperRange").value_or(L""));
+    adapter.lowerRange = NetCfgRange(interfaces.Text(L"LowerRange").value_or(L""));
     return adapter;
 }
 
@@ -118,69 +95,6 @@ bool IsPhantom(HDEVINFO set, SP_DEVINFO_DATA* device) {
     return NetCfgKey::Open(std::wstring(kDevices) + L"\\" + id).Number(L"Present").value_or(1) == 0;
 }
 
-// The chains of ids that lead from one component down to an adapter.
-class PathFinder {
-  public:
-    PathFinder(const std::vector<NetCfgComponent>& components,
-               const std::vector<NetCfgAdapter>& adapters)
-        : components_(components), adapters_(adapters) {
-    }
-
-    std::vector<NetCfgPath> Below(const NetCfgComponent& owner) {
-        found_.clear();
-        chain_.clear();
-        Walk(owner);
-        std::stable_sort(found_.begin(), found_.end(),
-                         [](const auto& a, const auto& b) { return a.ids.size() > b.ids.size(); });
-        for (NetCfgPath& path : found_) {
-            path.enabled = NetCfgPathState(path.token).value_or(owner.boundByDefault);
-        }
-        return found_;
-    }
-
-  private:
-    void Walk(const NetCfgComponent& component) {
-        // Two components that each name the other as lower would never end.
-        if (std::find(chain_.begin(), chain_.end(), component.id) != chain_.end()) {
-            return;
-        }
-        chain_.push_back(component.id);
-        for (const std::wstring& lower : component.lower) {
-            if (lower == kAllAdapters || lower == kPhysicalAdapters) {
-                EndAtAdapters(lower == kPhysicalAdapters);
-                continue;
-            }
-            for (const NetCfgComponent& next : components_) {
-                if (lstrcmpiW(next.id.c_str(), lower.c_str()) == 0) {
-                    Walk(next);
-                }
-            }
-        }
-        chain_.pop_back();
-    }
-
-    void EndAtAdapters(bool physicalOnly) {
-        for (const NetCfgAdapter& adapter : adapters_) {
-            if (physicalOnly && (adapter.characteristics & NCF_PHYSICAL) == 0) {
-                continue;
-            }
-            NetCfgPath path;
-            for (const std::wstring& id : chain_) {
-                path.token += id + kArrow;
-            }
-            path.token += adapter.guid;
-            path.adapterGuid = adapter.guid;
-            path.ids = chain_;
-            found_.push_back(path);
-        }
-    }
-
-    const std::vector<NetCfgComponent>& components_;
-    const std::vector<NetCfgAdapter>& adapters_;
-    std::vector<std::wstring> chain_;
-    std::vector<NetCfgPath> found_;
-};
-
 } // namespace
 
 std::vector<NetCfgComponent> NetCfgComponents() {
@@ -189,7 +103,7 @@ std::vector<NetCfgComponent> NetCfgComponents() {
         components.push_back(ReadComponent(id));
     }
     std::sort(components.begin(), components.end(), [](const auto& a, const auto& b) {
-        return a.upper != b.upper ? a.upper < b.upper : a.id < b.id;
+        return a.place != b.place ? a.place < b.place : a.id < b.id;
     });
     return components;
 }
@@ -213,24 +127,20 @@ std::vector<NetCfgAdapter> NetCfgAdapters() {
     return adapters;
 }
 
-std::vector<NetCfgPath> NetCfgPaths() {
-    return NetCfgPaths(NetCfgComponents(), NetCfgAdapters());
-}
-
-std::vector<NetCfgPath> NetCfgPaths(const std::vector<NetCfgComponent>& components,
-                                    const std::vector<NetCfgAdapter>& adapters) {
-    PathFinder finder(components, adapters);
-    std::vector<NetCfgPath> paths;
-    for (const NetCfgComponent& owner : components) {
-        const std::vector<NetCfgPath> below = finder.Below(owner);
-        paths.insert(paths.end(), below.begin(), below.end());
-    }
-    return paths;
-}
-
 std::optional<bool> NetCfgPathState(const std::wstring& token) {
     const std::optional<DWORD> state = NetCfgKey::Open(kPaths).Number(token.c_str());
     return state ? std::optional<bool>(*state != 0) : std::nullopt;
+}
+
+std::map<std::wstring, bool> NetCfgPathStates() {
+    std::map<std::wstring, bool> states;
+    const NetCfgKey key = NetCfgKey::Open(kPaths);
+    for (const std::wstring& token : key.ValueNames()) {
+        if (const std::optional<DWORD> state = key.Number(token.c_str())) {
+            states[token] = *state != 0;
+        }
+    }
+    return states;
 }
 
 bool NetCfgSetPathState(const std::wstring& token, bool enabled) {
@@ -242,8 +152,10 @@ bool NetCfgWriteComponent(const NetCfgComponent& component) {
     key.DeleteValue(L"Service");
     return key.Write(L"Class", component.kind) &&
            key.Write(L"DisplayName", component.displayName) &&
-           key.Write(L"Upper", component.upper) && key.Write(L"Lower", component.lower) &&
+           key.Write(L"Place", component.place) && key.Write(L"UpperRange", component.upperRange) &&
+           key.Write(L"LowerRange", component.lowerRange) &&
            key.Write(L"BoundByDefault", component.boundByDefault ? 1 : 0) &&
+           key.Write(L"Hidden", component.hidden ? 1 : 0) &&
            (component.service.empty() || key.Write(L"Service", component.service));
 }
 
@@ -258,27 +170,13 @@ void NetCfgRemoveComponent(const std::wstring& id) {
     }
 }
 
-void NetCfgDefaults(bool teamProtocol) {
+void NetCfgDefaults(bool teamProtocol, const std::wstring& set) {
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, kRoot);
-    for (const NetCfgComponent& component : kDefaults) {
+    for (const NetCfgComponent& component : NetCfgComponentSet(set)) {
         if (teamProtocol || component.id != L"qv_qvteamp") {
             NetCfgWriteComponent(component);
         }
     }
-}
-
-NetCfgComponent NetCfgTemplate(const std::wstring& id) {
-    for (const NetCfgComponent& component : kDefaults) {
-        if (component.id == id) {
-            return component;
-        }
-    }
-    NetCfgComponent component;
-    component.id = id;
-    component.kind = L"trans";
-    component.displayName = id;
-    component.lower = {kAllAdapters};
-    return component;
 }
 
 bool NetCfgRegister(const wchar_t* dllPath) {

@@ -91,6 +91,14 @@ std::vector<std::wstring> NetCfgKey::Texts(const wchar_t* name) const {
     return texts;
 }
 
+NetCfgKey NetCfgKey::SubKey(const wchar_t* name) const {
+    HKEY key = nullptr;
+    if (key_ == nullptr || RegOpenKeyExW(key_, name, 0, KEY_READ, &key) != ERROR_SUCCESS) {
+        key = nullptr;
+    }
+    return NetCfgKey(key);
+}
+
 std::vector<std::wstring> NetCfgKey::SubKeys() const {
     std::vector<std::wstring> names;
     wchar_t name[256];

@@ -24,6 +24,7 @@ class NetCfgKey {
     std::optional<std::wstring> Text(const wchar_t* name) const;
     std::optional<DWORD> Number(const wchar_t* name) const;
     std::vector<std::wstring> Texts(const wchar_t* name) const;
+    NetCfgKey SubKey(const wchar_t* name) const; // to read
     std::vector<std::wstring> SubKeys() const;
     std::vector<std::wstring> ValueNames() const;
 

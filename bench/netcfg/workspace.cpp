@@ -9,8 +9,17 @@
 
 namespace {
 
+NetCfgKey MachineKey() {
+    return NetCfgKey::Open(L"Software\\QvBench\\Machine");
+}
+
 bool IsAdministrator() {
-    return NetCfgKey::Open(L"Software\\QvBench\\Machine").Number(L"Administrator").value_or(1) != 0;
+    return MachineKey().Number(L"Administrator").value_or(1) != 0;
+}
+
+// From Windows 10 on.
+bool PartsCountAtOnce() {
+    return _wtoi(MachineKey().Text(L"Windows").value_or(L"10.0").c_str()) >= 10;
 }
 
 } // namespace
@@ -92,7 +101,7 @@ HRESULT Workspace::Apply() {
     // state to compare with is the recorded one of now.
     for (const NetCfgPath& now : NetCfgPaths(NetCfgComponents(), adapters_)) {
         const auto staged = stagedPaths_.find(now.token);
-        if (staged != stagedPaths_.end() && staged->second != now.enabled) {
+        if (staged != stagedPaths_.end() && staged->second != now.switchedOn) {
             if (!NetCfgSetPathState(now.token, staged->second)) {
                 return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
             }
@@ -155,8 +164,12 @@ HRESULT Workspace::EnablePath(const std::wstring& token, bool enable) {
     std::lock_guard<Mutex> guard(mutex_);
     for (NetCfgPath& path : paths_) {
         if (path.token == token) {
+            path.switchedOn = enable;
             path.enabled = enable;
             stagedPaths_[token] = enable;
+            if (PartsCountAtOnce()) {
+                NetCfgSettlePaths(&paths_);
+            }
             return S_OK;
         }
     }
@@ -179,7 +192,7 @@ HRESULT Workspace::Install(const std::wstring& requestedId, const NetCfgComponen
     std::lock_guard<Mutex> guard(mutex_);
     NetCfgComponent added = component;
     for (const NetCfgComponent& present : components_) {
-        added.upper = std::max(added.upper, present.upper + 1);
+        added.place = std::max(added.place, present.place + 1);
     }
     components_.push_back(added);
     stagedInstalls_[added.id] = {requestedId, inf};
@@ -217,8 +230,9 @@ void Workspace::RebuildPaths() {
     paths_ = NetCfgPaths(components_, adapters_);
     for (NetCfgPath& path : paths_) {
         const auto staged = stagedPaths_.find(path.token);
-        path.enabled = staged != stagedPaths_.end() ? staged->second : path.enabled;
+        path.switchedOn = staged != stagedPaths_.end() ? staged->second : path.switchedOn;
     }
+    NetCfgSettlePaths(&paths_);
 }
 
 NetCfgComponent* Workspace::FindComponent(const std::wstring& id) {

@@ -3,11 +3,16 @@
 // changes that only Apply makes real.
 //
 // Rules, after INetCfg and INetCfgLock (Windows network configuration interfaces):
-// - The lock is taken before Initialize and given back after Uninitialize; in between both calls of
-//   INetCfgLock are refused with NETCFG_E_ALREADY_INITIALIZED. Only administrators get it.
-// - Taking a lock that this object has is S_OK and does not count twice.
-// - Reading needs Initialize, changing needs the lock too; "not initialised" is told first.
-// - An object handed out before Uninitialize stays dead after a second Initialize.
+// - The lock is acquired before Initialize or after Uninitialize; in between AcquireWriteLock fails
+//   with NETCFG_E_ALREADY_INITIALIZED. Only administrators get it (E_ACCESSDENIED).
+// - Reading needs Initialize, changing needs the lock too (NETCFG_E_NO_WRITE_LOCK).
+// Unverified:
+// - ReleaseWriteLock in between fails with NETCFG_E_ALREADY_INITIALIZED as well, and without the
+//   lock with NETCFG_E_NO_WRITE_LOCK.
+// - Acquiring a lock that this object has is S_OK and does not count twice; another object of the
+//   same thread or process is another client and waits.
+// - "Not initialised" comes before "no write lock".
+// - An object handed out before Uninitialize stays invalid after a second Initialize.
 #pragma once
 
 #include <windows.h>
@@ -69,6 +74,11 @@ class Workspace {
     std::optional<NetCfgPath> FindPath(const std::wstring& token) const;
 
     // Changes, real after Apply. The caller has asked Changeable.
+    //
+    // A path is enabled when it is switched on and so is every path that is a part of it. From
+    // Windows 10 on IsEnabled tells so at once; before, it tells the path's own new state until
+    // Apply ("INetCfgBindingPath::Enable"). Unverified: that switching on a path whose part is
+    // disabled succeeds and shows as soon as the part is enabled.
     HRESULT EnablePath(const std::wstring& token, bool enable);
     HRESULT RenameComponent(const std::wstring& id, const std::wstring& displayName);
     HRESULT Install(const std::wstring& requestedId, const NetCfgComponent& component,

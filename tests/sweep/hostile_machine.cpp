@@ -288,29 +288,35 @@ void AddRecord(Dice& dice, Machine* machine) {
     machine->registry.push_back(record);
 }
 
-// A protocol, service or client that no installer would leave: any name, bound to anything.
+// The name of an interface that components of the machine may have or not.
+std::wstring HostileRange(Dice& dice) {
+    static const wchar_t* const known[] = {L"ndis5", L"tdi", L"netbios", L"noupper", L"ethernet"};
+    return dice.oneIn(6) ? HostileText(dice) : OneOf(dice, known);
+}
+
+// A protocol, service, client or filter that no installer would leave: any name, bound to anything.
 NetCfgComponent HostileComponent(Dice& dice, const std::vector<NetCfgComponent>& others) {
-    static const wchar_t* const kinds[] = {L"trans", L"service", L"client", L"adapter"};
-    static const wchar_t* const known[] = {L"adapters", L"physical", L"ms_tcpip", L"ms_netbt",
-                                           L"qv_qvteamp"};
+    static const wchar_t* const kinds[] = {L"trans", L"service", L"client", L"filter", L"adapter"};
+    static const wchar_t* const known[] = {L"ms_tcpip", L"ms_netbt", L"qv_qvteamp"};
     NetCfgComponent component;
     component.id = dice.oneIn(6)   ? L"qv_qvteamp" + HostileName(dice)
                    : dice.oneIn(8) ? OneOf(dice, known)
                                    : HostileName(dice);
     component.kind = dice.oneIn(6) ? HostileText(dice) : OneOf(dice, kinds);
     component.displayName = HostileText(dice);
-    component.upper = dice.below(60);
-    component.lower = {L"adapters"};
+    component.place = dice.below(60);
+    component.upperRange = {HostileRange(dice)};
+    component.lowerRange = {L"ndis5"};
     for (unsigned count = dice.below(3); count > 0; count--)
-        component.lower.push_back(dice.oneIn(6)                     ? HostileText(dice)
-                                  : others.empty() || dice.oneIn(3) ? OneOf(dice, known)
-                                                                    : others.front().id);
+        component.lowerRange.push_back(others.empty() || dice.oneIn(3)
+                                           ? HostileRange(dice)
+                                           : others.front().upperRange.front());
     component.boundByDefault = dice.oneIn(2);
     return component;
 }
 
 void AddComponents(Dice& dice, Machine* machine) {
-    machine->defaultComponents = !dice.odd(16);
+    machine->componentSet = dice.odd(16) ? L"none" : dice.oneIn(8) ? L"windows-10" : L"default";
     for (unsigned count = dice.oneIn(2) ? 1 + dice.below(3) : 0; count > 0; count--)
         machine->components.push_back(HostileComponent(dice, machine->components));
 }
