@@ -2,10 +2,12 @@
 
 #include <cwchar>
 #include <regstr.h>
+#include <netcfgx.h>
 #include <vector>
 
 #include "../driver/qvnic_ioctl.h"
 #include "clock.h"
+#include "config_lock.h"
 #include "data.h"
 #include "device.h"
 #include "journal.h"
@@ -224,6 +226,8 @@ bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route) 
         error = ERROR_DEVINFO_NOT_REGISTERED;
     else if (!ReadSelectedDriver(set, device, &selected))
         error = ERROR_NO_DRIVER_SELECTED;
+    else if (device->ClassGuid == kNetClass && AdapterInstallationLocked())
+        error = static_cast<DWORD>(NETCFG_E_NO_WRITE_LOCK);
     if (error != ERROR_SUCCESS)
         return Refuse(error);
     if (!SetupDiCallClassInstaller(DIF_INSTALLDEVICE, set, device))

@@ -12,6 +12,10 @@ namespace bench {
 // Installs the driver that is selected for the device: Wine's own installation, then for network
 // adapters what it leaves out. `route` is for the journal. Sets the last error when it fails:
 // ERROR_ACCESS_DENIED, ERROR_DEVINFO_NOT_REGISTERED, ERROR_NO_DRIVER_SELECTED or Wine's own.
+//
+// Where the machine's installations need the configuration's write lock and somebody has it, an
+// adapter's fails at once with NETCFG_E_NO_WRITE_LOCK. All of it is unverified: that the class
+// installer takes the lock, that it does not wait, that this process is no exception, and the error.
 bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route);
 
 // The adapter's miniport starts (unless the device is not present), stops, or is gone with its device, whose driver key is given

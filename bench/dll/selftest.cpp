@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <setupapi.h>
 #include <cfgmgr32.h>
+#include <netcfgx.h>
 #include <newdev.h>
 #include <objbase.h>
 
@@ -12,6 +13,7 @@
 #include <cwchar>
 #include <string>
 
+#include "../netcfg/lock_token.h"
 #include "bench.h"
 
 namespace {
@@ -462,6 +464,43 @@ void TestBestDriverRoute(HMODULE newdev) {
     CHECK(stranger.Remove());
 }
 
+void SetMachineNumber(const wchar_t* name, DWORD number) {
+    SetMachineText(name, REG_DWORD, reinterpret_cast<const wchar_t*>(&number),
+                   sizeof(number) / sizeof(wchar_t));
+}
+
+// The lock of the network configuration, of an imaginary client and of a program.
+void TestInstallationLock(HMODULE newdev) {
+    auto install = reinterpret_cast<decltype(&DiInstallDevice)>(
+        reinterpret_cast<void*>(GetProcAddress(newdev, "DiInstallDevice")));
+    Device device;
+    CHECK(device.Prepare());
+    SetMachineNumber(L"InstallNeedsLock", 1);
+    SetMachineNumber(L"LockSeconds", INFINITE);
+    SetMachineText(L"LockHolder", L"Other Tool");
+    CHECK_REFUSED(NETCFG_E_NO_WRITE_LOCK,
+                  install(nullptr, device.Set(), device.Data(), nullptr, 0, nullptr));
+    CHECK(device.Value(L"NetCfgInstanceId") == L"no key");
+    SetMachineText(L"LockHolder", L"");
+    HANDLE token =
+        CreateNamedPipeW(kLockToken, PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 0, 0, 0, nullptr);
+    CHECK(token != INVALID_HANDLE_VALUE);
+    CHECK_REFUSED(NETCFG_E_NO_WRITE_LOCK,
+                  install(nullptr, device.Set(), device.Data(), nullptr, 0, nullptr));
+    // Only where the machine says so.
+    SetMachineNumber(L"InstallNeedsLock", 0);
+    CHECK(install(nullptr, device.Set(), device.Data(), nullptr, 0, nullptr));
+    CHECK(device.Remove());
+    SetMachineNumber(L"InstallNeedsLock", 1);
+    CloseHandle(token);
+    Device second;
+    CHECK(second.Prepare());
+    CHECK(install(nullptr, second.Set(), second.Data(), nullptr, 0, nullptr));
+    CHECK(second.Remove());
+    SetMachineNumber(L"InstallNeedsLock", 0);
+    SetMachineNumber(L"NextVirtual", 3);
+}
+
 void TestUpdateRoute(HMODULE newdev) {
     auto update = reinterpret_cast<decltype(&UpdateDriverForPlugAndPlayDevicesW)>(
         reinterpret_cast<void*>(GetProcAddress(newdev, "UpdateDriverForPlugAndPlayDevicesW")));
@@ -538,6 +577,7 @@ void TestNewDev() {
     SetMachineText(L"TeamAddressText", L"02515600AA00");
     TestSelectedDriverRoute(newdev);
     TestBestDriverRoute(newdev);
+    TestInstallationLock(newdev);
     TestUpdateRoute(newdev);
     TestStateAndAddress(newdev);
     FreeLibrary(newdev);

@@ -4,13 +4,11 @@
 #include <atomic>
 
 #include "benchlink.h"
+#include "lock_token.h"
 #include "netcfg_key.h"
 
 namespace {
 
-// A pipe with a single instance is a token that exactly one handle on the machine can be, that
-// looking for does not keep alive, and that goes with its process.
-const wchar_t kToken[] = L"\\\\.\\pipe\\qvnetcfg-write-lock";
 const wchar_t kHolderKey[] = L"Software\\QvBench\\NetCfgLock";
 const wchar_t kMachineKey[] = L"Software\\QvBench\\Machine";
 const DWORD kForGood = 0xFFFFFFFF;
@@ -40,7 +38,7 @@ std::wstring RealHolder() {
 }
 
 HANDLE CreateToken() {
-    return CreateNamedPipeW(kToken, PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE,
+    return CreateNamedPipeW(kLockToken, PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE,
                             PIPE_TYPE_BYTE, 1, 0, 0, 0, nullptr);
 }
 
