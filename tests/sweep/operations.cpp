@@ -85,6 +85,13 @@ template <int Count> void FreePorts(Machine* machine) {
     Ports(Count, machine);
 }
 
+// Only a driver for NDIS 6.0 is asked all three questions about offload.
+void PortsOfNdis60(Machine* machine) {
+    Ports(2, machine);
+    for (MachineAdapter& adapter : machine->adapters)
+        adapter.answers = StandardAnswers(1, Ndis::v6_0);
+}
+
 template <int Count> void PortsWithVlans(Machine* machine) {
     Ports(Count, machine);
     for (int port = 0; port < Count; port++)
@@ -298,6 +305,8 @@ const std::vector<Operation>& Operations() {
         {"refresh", TeamAndPort, OpenPage, Refresh, Refresh},
         {"adapter-properties", FreePorts<2>, OpenForProperties<IDC_NIC_LIST>, PressProperties,
          PropertiesAgain},
+        {"adapter-properties-ndis-6", PortsOfNdis60, OpenForProperties<IDC_NIC_LIST>,
+         PressProperties, PropertiesAgain},
         {"adapter-properties-xp", OffloadOnXp, OpenForProperties<IDC_NIC_LIST>, PressProperties,
          PropertiesAgain},
         {"team-properties", TeamAndPort, OpenForProperties<IDC_TEAM_LIST>, PressProperties,
