@@ -77,6 +77,10 @@ TEST_F(Creation, TakesTwoAdaptersDownTheWholeRoadAndDoesNothingElse) {
 static Texts8 MemberFacts(const std::string& member, const std::string& number, int order) {
     std::string device = "device\\" + member;
     return {"+ " + device + "\\driver\\NetworkAddress = REG_SZ \"02515600AA01\"",
+            "- " + device + "\\bench\\CurrentAddress = 025156000001",
+            "+ " + device + "\\bench\\CurrentAddress = 02515600AA01",
+            "- " + device + "\\connection = listed",
+            "+ " + device + "\\connection = hidden",
             "- " + device + "\\driver\\Characteristics = REG_DWORD 0x00000084",
             "+ " + device + "\\driver\\Characteristics = REG_DWORD 0x0000008C",
             "- " + device + "\\enum\\FriendlyName = REG_SZ \"Port " + number + "\"",
@@ -93,6 +97,7 @@ static Texts8 TeamAdapterFacts() {
                              "bench\\InstallState = REG_DWORD 0x00000000",
                              "bench\\Opens = REG_DWORD 0x00000001",
                              "bench\\Started = REG_DWORD 0x00000001",
+                             "connection = listed",
                              "driver\\Characteristics = REG_DWORD 0x00000001",
                              "driver\\DriverDate = REG_SZ \"3-14-2009\"",
                              "driver\\DriverDesc = REG_SZ \"Quovane Team Virtual Adapter\"",

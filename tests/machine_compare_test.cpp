@@ -102,3 +102,26 @@ TEST(MachineCompare, ExplainsAddressAndVisibilityOfFormerMembersOnly) {
                        adapters + key + "Characteristics = REG_DWORD 0x0000008C\n" + key +
                            "NetworkAddress = REG_SZ \"02\"\n"));
 }
+
+TEST(MachineCompare, ExplainsWhatAFormerMemberUsesByTheSettingsThatItHasLost) {
+    const std::string device = "device\\PCI\\A\\1\\";
+    const std::string own = device + "driver\\NetworkAddress = REG_SZ \"0251560000C1\"\n";
+    const std::string adapter = std::string(kMember) + kStored;
+    const auto uses = [&](const char* address, const char* shown) {
+        return device + "bench\\CurrentAddress = " + address + "\n" + device +
+               "connection = " + shown + "\n";
+    };
+    EXPECT_EQ(
+        (Lines{"-" + device + "bench\\CurrentAddress = 0251560000C1 lost",
+               "+" + device + "bench\\CurrentAddress = 025156000001 lost",
+               "-" + device + "connection = hidden lost", "+" + device + "connection = listed lost",
+               "-" + own.substr(0, own.size() - 1) + " lost"}),
+        Compared(adapter + own + uses("0251560000C1", "hidden"),
+                 adapter + uses("025156000001", "listed")));
+    EXPECT_EQ(
+        (Lines{"-" + device + "bench\\CurrentAddress = 025156000001 ?",
+               "+" + device + "bench\\CurrentAddress = 0251560000B1 ?",
+               "-" + device + "connection = listed ?", "+" + device + "connection = hidden ?"}),
+        Compared(adapter + uses("025156000001", "listed"),
+                 adapter + uses("0251560000B1", "hidden")));
+}

@@ -80,6 +80,7 @@ TEST_F(RoundTrip, OfAnAdapterWithSettingsOfItsOwnLosesThem) {
     ExpectBack({"- device\\port0\\driver\\NetworkAddress = REG_SZ \"025156000001\"",
                 "- device\\port0\\driver\\Characteristics = REG_DWORD 0x0000008C",
                 "+ device\\port0\\driver\\Characteristics = REG_DWORD 0x00000084",
+                "- device\\port0\\connection = hidden", "+ device\\port0\\connection = listed",
                 "- path\\ms_msclient->ms_netbt->ms_tcpip->{port1} = disabled below",
                 "- path\\ms_netbt->ms_tcpip->{port1} = disabled below",
                 "- path\\ms_server->ms_netbt->ms_tcpip->{port1} = disabled below",

@@ -127,10 +127,6 @@ void WriteLongNumber(const std::wstring& path, const wchar_t* name, UINT64 numbe
     WriteValue(path, name, REG_QWORD, &number, sizeof(number));
 }
 
-void WriteBytes(const std::wstring& path, const wchar_t* name, const void* bytes, DWORD size) {
-    WriteValue(path, name, REG_BINARY, bytes, size);
-}
-
 bool KeyExists(const std::wstring& path) {
     HKEY key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)

@@ -24,7 +24,6 @@ bool ReadLongNumber(const std::wstring& path, const wchar_t* name, UINT64* numbe
 void WriteText(const std::wstring& path, const wchar_t* name, const std::wstring& text);
 void WriteNumber(const std::wstring& path, const wchar_t* name, DWORD number);
 void WriteLongNumber(const std::wstring& path, const wchar_t* name, UINT64 number);
-void WriteBytes(const std::wstring& path, const wchar_t* name, const void* bytes, DWORD size);
 
 bool KeyExists(const std::wstring& path);
 bool ValueExists(const std::wstring& path, const wchar_t* name);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "../driver/qvnic_ioctl.h"
+#include "../machine/device_start.h"
 #include "clock.h"
 #include "config_lock.h"
 #include "data.h"
@@ -17,11 +18,9 @@ namespace bench {
 
 namespace {
 
-const wchar_t kVirtualHardwareId[] = L"QV_QVTEAMMP";
 const wchar_t kVirtualGuidStart[] = L"{51560000-0000-4000-8000-";
 const wchar_t kConnections[] =
     L"System\\CurrentControlSet\\Control\\Network\\{4D36E972-E325-11CE-BFC1-08002BE10318}";
-const wchar_t kPublishAt[] = L"PublishAt";
 
 std::wstring AdapterKey(const std::wstring& guid) {
     return std::wstring(kAdaptersKey) + L"\\" + guid;
@@ -49,33 +48,8 @@ std::wstring TakeVirtualGuid() {
     return Format(L"%s%012X}", kVirtualGuidStart, sequence);
 }
 
-ULONGLONG VirtualSequence(const std::wstring& guid) {
-    size_t start = ARRAYSIZE(kVirtualGuidStart) - 1;
-    if (_wcsnicmp(guid.c_str(), kVirtualGuidStart, start) != 0)
-        return 0;
-    return wcstoull(guid.c_str() + start, nullptr, 16);
-}
-
-std::wstring AddressOf(const std::wstring& instanceId) {
-    std::wstring first = ReadText(kMachineKey, L"TeamAddressText");
-    ULONGLONG address = wcstoull(first.c_str(), nullptr, 16);
-    return Format(L"%012I64X", address + VirtualSequence(AdapterGuid(instanceId)));
-}
-
-constexpr wchar_t kPermanentAddressOid[] = L"0x01010101";
-constexpr wchar_t kCurrentAddressOid[] = L"0x01010102";
-
 std::wstring AnswersKey(const std::wstring& guid) {
     return AdapterKey(guid) + L"\\Oid";
-}
-
-void AnswerWithAddress(const std::wstring& guid, const std::wstring& address) {
-    const ULONGLONG number = wcstoull(address.c_str(), nullptr, 16);
-    BYTE bytes[6];
-    for (int i = 0; i < 6; i++)
-        bytes[i] = static_cast<BYTE>(number >> (8 * (5 - i)));
-    WriteBytes(AnswersKey(guid), kPermanentAddressOid, bytes, sizeof(bytes));
-    WriteBytes(AnswersKey(guid), kCurrentAddressOid, bytes, sizeof(bytes));
 }
 
 // A new adapter's driver answers as the machine's description says of all new ones.
@@ -95,27 +69,9 @@ void GiveAnswers(const std::wstring& guid) {
     RegCloseKey(from);
 }
 
-void Publish(const std::wstring& instanceId) {
-    std::wstring driver = DriverKey(instanceId);
-    if (driver.empty() || ValueExists(driver, L"NetworkAddress"))
-        return;
-    std::wstring address = AddressOf(instanceId);
-    WriteText(driver, L"NetworkAddress", address);
-    AnswerWithAddress(AdapterGuid(instanceId), address);
-    Journal(L"address-published", instanceId + L" " + address);
-}
-
-// Only the maker's virtual miniport publishes, and never over an address that is there.
-void StartMiniport(const std::wstring& instanceId) {
-    if (!HasHardwareId(instanceId, kVirtualHardwareId) ||
-        ValueExists(DriverKey(instanceId), L"NetworkAddress"))
-        return;
-    std::wstring when = ReadText(kMachineKey, L"TeamAddress");
-    unsigned long seconds = 0;
-    if (when == L"at once")
-        Publish(instanceId);
-    else if (swscanf(when.c_str(), L"after %lu", &seconds) == 1)
-        WriteLongNumber(BenchDeviceKey(instanceId), kPublishAt, Now() + seconds * 1000ull);
+void JournalAddress(const std::wstring& instanceId, const std::wstring& address) {
+    if (!address.empty())
+        Journal(L"address-published", instanceId + L" " + address);
 }
 
 std::wstring ConnectionName() {
@@ -245,20 +201,13 @@ bool InstallDriver(HDEVINFO set, PSP_DEVINFO_DATA device, const wchar_t* route) 
 void StartAdapter(const std::wstring& instanceId) {
     if (!IsPresent(instanceId))
         return;
-    std::wstring guid = AdapterGuid(instanceId);
-    if (guid.empty())
-        return;
-    WriteNumber(AdapterKey(guid), L"Started", 1);
+    const std::wstring address = qvmachine::StartDevice(instanceId, Now());
     TellDriver();
-    StartMiniport(instanceId);
+    JournalAddress(instanceId, address);
 }
 
 void StopAdapter(const std::wstring& instanceId) {
-    DeleteValue(BenchDeviceKey(instanceId), kPublishAt);
-    std::wstring guid = AdapterGuid(instanceId);
-    if (guid.empty())
-        return;
-    WriteNumber(AdapterKey(guid), L"Started", 0);
+    qvmachine::StopDevice(instanceId);
     TellDriver();
 }
 
@@ -271,7 +220,7 @@ void InstallNullDriver(const std::wstring& instanceId) {
     const DWORD failedInstall = 2; // CM_INSTALL_STATE_FAILED_INSTALL
     std::wstring driverKey = DriverKey(instanceId);
     std::wstring enumKey = EnumKey(instanceId);
-    DeleteValue(BenchDeviceKey(instanceId), kPublishAt);
+    DeleteValue(BenchDeviceKey(instanceId), qvmachine::kPublishAt);
     DeleteValue(enumKey, L"Driver");
     DeleteValue(enumKey, L"Service");
     WriteNumber(enumKey, L"ConfigFlags",
@@ -285,7 +234,7 @@ bool NextPublication(UINT64* when) {
     for (const std::wstring& device : SubKeys(kDevicesKey)) {
         UINT64 due;
         std::wstring key = std::wstring(kDevicesKey) + L"\\" + device;
-        if (ReadLongNumber(key, kPublishAt, &due) && (!found || due < *when)) {
+        if (ReadLongNumber(key, qvmachine::kPublishAt, &due) && (!found || due < *when)) {
             *when = due;
             found = true;
         }
@@ -297,13 +246,13 @@ void PublishDueAddresses() {
     for (std::wstring device : SubKeys(kDevicesKey)) {
         UINT64 due;
         std::wstring key = std::wstring(kDevicesKey) + L"\\" + device;
-        if (!ReadLongNumber(key, kPublishAt, &due) || due > Now())
+        if (!ReadLongNumber(key, qvmachine::kPublishAt, &due) || due > Now())
             continue;
-        DeleteValue(key, kPublishAt);
+        DeleteValue(key, qvmachine::kPublishAt);
         for (wchar_t& c : device)
             if (c == L'#')
                 c = L'\\';
-        Publish(device);
+        JournalAddress(device, qvmachine::PublishAddress(device));
     }
 }
 

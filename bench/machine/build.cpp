@@ -4,6 +4,7 @@
 
 #include "../driver/qvnic_ioctl.h"
 #include "adapter_bindings.h"
+#include "device_start.h"
 #include "devices.h"
 #include "driver_control.h"
 #include "files.h"
@@ -58,6 +59,7 @@ class Builder {
         bool opens = true;
         bool present = true;
         bool phantom = false;
+        bool stops = true;
         bool unbound = false; // paths that do not lead to the teaming protocol are switched off
         OidAnswers answers;
         std::optional<DWORD> answersLeft;
@@ -154,6 +156,7 @@ void Builder::PlanAdapter(const MachineAdapter& adapter) {
     planned.opens = adapter.opens;
     planned.present = adapter.present;
     planned.phantom = adapter.phantom;
+    planned.stops = adapter.stops;
     planned.answers = adapter.answers;
     planned.answersLeft = adapter.answersLeft;
     planned.unknownOid = adapter.unknownOid;
@@ -223,6 +226,7 @@ void Builder::PlanTeam(const MachineTeam& team) {
         PlanVirtual(team.name, team.guid, team.teamName, team.address, team.instance);
     planned.opens = team.opens;
     planned.phantom = team.phantom;
+    planned.stops = team.stops;
     planned.answers = team.answers;
     const DWORD count = static_cast<DWORD>(team.members.size());
     const DWORD teamNumber = team.mode << 8 | count << 4 | team.slot;
@@ -263,6 +267,7 @@ void Builder::PlanVlan(const MachineVlan& vlan) {
     Planned& planned = PlanVirtual(vlan.name, vlan.guid, name, vlan.address, vlan.instance);
     planned.opens = vlan.opens;
     planned.phantom = vlan.phantom;
+    planned.stops = vlan.stops;
     planned.answers = vlan.answers;
     planned.device.driverValues.push_back(MachineValue::Number(L"VlanID", vlan.id));
     if (vlan.vlanName) {
@@ -300,6 +305,7 @@ void Builder::WriteMachineKey() const {
     key.Set(MachineValue::MultiText(L"NewDev", machine_.newDev));
     key.Set(L"TeamAddress", machine_.teamAddress);
     key.Set(L"TeamAddressText", machine_.teamAddressText);
+    key.Set(L"TeamStops", machine_.teamStops);
     key.Set(L"NextVirtual", machine_.nextVirtual);
     if (machine_.teamFlags != 0) {
         key.Set(L"TeamFlags", machine_.teamFlags);
@@ -362,10 +368,13 @@ void Builder::WriteDevice(const std::wstring& section, const Planned& planned) c
     }
     const Key bench = Key::Create(BenchDevicePath(device.instance));
     bench.Set(L"InstallState", planned.installState);
-    bench.Set(L"Disabled", planned.disabled);
+    bench.Set(kDisabled, planned.disabled);
     bench.Set(L"Flags", planned.flags);
     if (planned.phantom) {
         bench.Set(layout::kPresent, DWORD{0});
+    }
+    if (!planned.stops) {
+        bench.Set(kStops, 0);
     }
     if (planned.guid.empty()) {
         return;
@@ -387,6 +396,8 @@ void Builder::WriteDevice(const std::wstring& section, const Planned& planned) c
         adapter.Set(QVNIC_HOST_INTERFACE, planned.hostInterface);
     }
     WriteAnswers(path, planned.answers);
+    // The device has started with the values that its key has, whether it is enabled now or not.
+    TakeDriverValues(device.instance);
 }
 
 // Windows keeps a connection's name also while its device is away.

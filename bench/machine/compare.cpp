@@ -13,6 +13,7 @@ using Facts = std::map<std::string, std::string>;
 const char kStoredSize[] = " (512 bytes)";
 const char kDevice[] = "device\\";
 const char kName[] = "\\enum\\FriendlyName";
+const char kAddress[] = "\\driver\\NetworkAddress";
 const char kInstanceId[] = "\\driver\\NetCfgInstanceId";
 const unsigned long kHidden = 8; // NCF_HIDDEN
 
@@ -149,10 +150,18 @@ class Comparison {
             return nullptr;
         }
         const std::string name = path.substr(device.size());
-        if (name == "\\driver\\NetworkAddress" && now.empty()) {
+        if (name == kAddress && now.empty()) {
             return "a member's own address gives way to the team's, which goes with the team";
         }
         if (name == "\\driver\\Characteristics" && NumberOf(now) == (NumberOf(old) & ~kHidden)) {
+            return "a removal shows every member among the network connections";
+        }
+        const std::string ownAddress = device + kAddress;
+        if (name == "\\bench\\CurrentAddress" && before_.count(ownAddress) != 0 &&
+            after_.count(ownAddress) == 0) {
+            return "a member's own address gives way to the team's, which goes with the team";
+        }
+        if (name == "\\connection" && now == "listed") {
             return "a removal shows every member among the network connections";
         }
         if (name == kName && old.empty() &&
@@ -175,7 +184,7 @@ class Comparison {
         if (!StartsWith(path, kDevice)) {
             return "";
         }
-        for (const char* part : {"\\enum\\", "\\driver\\", "\\bench\\"}) {
+        for (const char* part : {"\\enum\\", "\\driver\\", "\\bench\\", "\\connection"}) {
             const size_t at = path.find(part);
             if (at != std::string::npos) {
                 return path.substr(0, at);

@@ -3,6 +3,7 @@
 #include "machine.h"
 
 #include "../driver/qvnic_ioctl.h"
+#include "device_start.h"
 #include "devices.h"
 #include "files.h"
 #include "layout.h"
@@ -105,6 +106,7 @@ class Dump {
     void Tree(const std::wstring& shown, const std::wstring& path,
               const std::vector<std::wstring>& except = {});
     void Device(const FoundDevice& device);
+    void InUse(const std::wstring& shown, const FoundDevice& device);
     void Infs();
     void NetworkConfiguration();
 
@@ -142,6 +144,22 @@ void Dump::Tree(const std::wstring& shown, const std::wstring& path,
     }
 }
 
+// What the device's driver has read at its last start: whether the network connections show it, and the
+// current address of an adapter that is not virtual.
+void Dump::InUse(const std::wstring& shown, const FoundDevice& device) {
+    const std::wstring data = std::wstring(layout::kAdapters) + L"\\" + device.guid;
+    if (!Key::Open(data)) {
+        return;
+    }
+    if (Key::Open(BenchDevicePath(device.instance)).Number(layout::kPresent, 1)) {
+        Fact(shown + L"\\connection", Key::Open(data).Number(kHidden, 0) ? L"hidden" : L"listed");
+    }
+    const std::wstring address = CurrentAddress(device.instance);
+    if (!address.empty()) {
+        Fact(shown + L"\\bench\\CurrentAddress", address);
+    }
+}
+
 void Dump::Device(const FoundDevice& device) {
     const std::wstring shown = L"device\\" + device.instance;
     Tree(shown + L"\\enum", device.enumPath, {L"Driver"});
@@ -149,11 +167,12 @@ void Dump::Device(const FoundDevice& device) {
         Tree(shown + L"\\driver", device.driverPath);
     }
     Values(shown + L"\\bench", BenchDevicePath(device.instance),
-           {L"InstallState", L"Disabled", L"Flags", layout::kPresent, L"LeftProfiles",
-            L"DisabledProfiles"});
+           {L"InstallState", kDisabled, L"Flags", layout::kPresent, L"LeftProfiles",
+            L"DisabledProfiles", kStops, kPendingDisabled, kPendingRemoval});
     if (!device.guid.empty()) {
         Values(shown + L"\\bench", std::wstring(layout::kAdapters) + L"\\" + device.guid,
-               {QVNIC_OPENS, QVNIC_STARTED, QVNIC_HOST_INTERFACE});
+               {QVNIC_OPENS, QVNIC_STARTED, QVNIC_HOST_INTERFACE, kVlanInUse});
+        InUse(shown, device);
         Tree(L"tcpip\\" + device.guid, std::wstring(layout::kInterfaces) + L"\\" + device.guid);
     }
     if (!device.service.empty()) {

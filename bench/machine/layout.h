@@ -13,6 +13,9 @@ constexpr wchar_t kAdapters[] = BENCH L"\\Adapters";
 constexpr wchar_t kSection[] = L"Section"; // an adapter's name in the machine file
 constexpr wchar_t kDevices[] = BENCH L"\\Devices";
 constexpr wchar_t kPresent[] = L"Present"; // of a device: 0 for a phantom, else missing
+// Each value's name is the path of a volatile key that a program has made.
+constexpr wchar_t kVolatile[] = BENCH L"\\Volatile";
+constexpr wchar_t kConfigurationLock[] = BENCH L"\\NetCfgLock";
 
 constexpr wchar_t kEnum[] = L"System\\CurrentControlSet\\Enum";
 constexpr wchar_t kClasses[] = L"System\\CurrentControlSet\\Control\\Class";

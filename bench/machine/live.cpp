@@ -10,10 +10,6 @@
 
 using namespace qvmachine;
 
-static void DeleteValue(const std::wstring& path, const std::wstring& name) {
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, path.c_str(), name.c_str());
-}
-
 // The driver reads the step after the answer: an answer without one loses the old step first.
 void qvmachine::WriteAnswer(const std::wstring& path, DWORD oid, const OidAnswer& answer) {
     const std::wstring steps = path + L"\\" QVNIC_STEPS;

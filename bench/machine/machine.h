@@ -69,6 +69,7 @@ struct MachineAdapter {
     bool opens = true;
     bool present = true;  // false: its records stand, the device is gone
     bool phantom = false; // registered, with everything that belongs to a device, but not present
+    bool stops = true;    // false: it cannot be stopped or removed before the machine restarts
     bool driverKey = true;
     std::wstring ipAddress;                 // empty: none
     std::optional<DWORD> answersLeft;       // after so many replies the device has been removed
@@ -96,6 +97,7 @@ struct MachineTeam {
     std::wstring instance;             // empty: the next free ROOT\NET\nnnn
     bool opens = true;
     bool phantom = false;
+    bool stops = true; // as for an adapter
     OidAnswers answers;
 };
 
@@ -109,6 +111,7 @@ struct MachineVlan {
     std::wstring instance;
     bool opens = true;
     bool phantom = false;
+    bool stops = true; // as for an adapter
     OidAnswers answers;
 };
 
@@ -130,6 +133,7 @@ struct Machine {
     std::vector<std::wstring> newDev; // entry points of newdev.dll
     std::wstring teamAddress = L"at once";
     std::wstring teamAddressText = L"02515600AA00";
+    bool teamStops = true; // virtual adapters that the program makes can be stopped and removed
     DWORD nextVirtual = 1;
     DWORD teamFlags = 0;                 // DI_ flags of every new virtual adapter
     DWORD hardwareProfiles = 1;          // the first is the current one
@@ -174,6 +178,12 @@ bool MachineBuild(const Machine& machine, std::wstring* error);
 // in its section: "oid NUMBER", "counter NUMBER", "opens" or "answers-left". False: *error says why.
 bool MachineChange(const std::wstring& adapter, const std::string& key, const std::string& value,
                    std::wstring* error);
+
+// Does what a restart of the machine does: keys that are volatile are gone, removals and state changes
+// that waited for it have taken effect, the network configuration is held by nobody, and every device
+// that is present and enabled has started, so that its driver has read its key. The bench clock stands
+// still meanwhile. No program may run. False: *error says why.
+bool MachineRestart(std::wstring* error);
 
 // Takes the machine down: network devices, teaming records, INFs, the bench's own data, and
 // everything that a program running on the machine has left in these places. The driver's service

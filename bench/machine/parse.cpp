@@ -150,6 +150,7 @@ Parser::Setters Parser::GeneralKeys() {
          }},
         {"team-address", [=](auto& v) { m->teamAddress = TeamAddress(v); }},
         {"team-address-text", [=](auto& v) { m->teamAddressText = Unquoted(v); }},
+        {"team-stops", [=](auto& v) { m->teamStops = YesNo(v); }},
         {"next-virtual", [=](auto& v) { m->nextVirtual = Dword(v); }},
         {"team-flags", [=](auto& v) { m->teamFlags = Dword(v); }},
         {"hardware-profiles",
@@ -200,6 +201,7 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
              a->present = choice != 1;
              a->phantom = choice == 2;
          }},
+        {"stops", [=](auto& v) { a->stops = YesNo(v); }},
         {"driver-key", [=](auto& v) { a->driverKey = YesNo(v); }},
         {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
         {"answers-left", [=](auto& v) { a->answersLeft = AnswersLeft(v); }},
@@ -235,6 +237,7 @@ Parser::Setters Parser::TeamKeys(MachineTeam* t) {
         {"instance", [=](auto& v) { t->instance = Unquoted(v); }},
         {"opens", [=](auto& v) { t->opens = YesNo(v); }},
         {"present", [=](auto& v) { t->phantom = IsPhantom(v); }},
+        {"stops", [=](auto& v) { t->stops = YesNo(v); }},
     };
 }
 
@@ -248,6 +251,7 @@ Parser::Setters Parser::VlanKeys(MachineVlan* n) {
         {"instance", [=](auto& v) { n->instance = Unquoted(v); }},
         {"opens", [=](auto& v) { n->opens = YesNo(v); }},
         {"present", [=](auto& v) { n->phantom = IsPhantom(v); }},
+        {"stops", [=](auto& v) { n->stops = YesNo(v); }},
     };
 }
 

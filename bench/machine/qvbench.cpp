@@ -18,6 +18,7 @@ static const char kUsage[] =
     "qvbench set ADAPTER opens yes|no\n"
     "qvbench set ADAPTER answers-left COUNT|none\n"
     "                     change it under the programs that run\n"
+    "qvbench restart      do what a restart of the machine does\n"
     "qvbench dump         print the machine that stands\n"
     "qvbench compare BEFORE AFTER\n"
     "                     print what two dumps differ in, and why; fails on\n"
@@ -90,6 +91,10 @@ int wmain(int argc, wchar_t** argv) {
     if (argc == 2 && verb == L"reset") {
         MachineReset();
         return 0;
+    }
+    if (argc == 2 && verb == L"restart") {
+        std::wstring error;
+        return MachineRestart(&error) ? 0 : Complain(error);
     }
     if (argc == 2 && verb == L"sync") {
         return DriverSync() ? 0 : Complain(L"the adapters' driver does not run");

@@ -125,6 +125,15 @@ DWORD Key::Number(const std::wstring& name, DWORD missing) const {
     return number;
 }
 
+std::optional<MachineValue> Key::Value(const std::wstring& name) const {
+    DWORD type = REG_NONE;
+    if (!handle_ || RegQueryValueExW(handle_, name.c_str(), nullptr, &type, nullptr, nullptr) !=
+                        ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    return MachineValue{name, type, Read(handle_, name)};
+}
+
 std::vector<MachineValue> Key::Values() const {
     std::vector<MachineValue> values;
     for (DWORD index = 0; handle_; index++) {
@@ -151,6 +160,10 @@ std::vector<std::wstring> Key::Subkeys() const {
         names.emplace_back(name, chars);
     }
     return names;
+}
+
+void DeleteValue(const std::wstring& path, const std::wstring& name) {
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, path.c_str(), name.c_str());
 }
 
 void DeleteTree(const std::wstring& path) {

@@ -36,12 +36,16 @@ class Key {
     std::wstring Text(const std::wstring& name) const; // empty when missing
     std::vector<std::wstring> MultiText(const std::wstring& name) const;
     DWORD Number(const std::wstring& name, DWORD missing) const;
+    std::optional<MachineValue> Value(const std::wstring& name) const; // nothing when missing
     std::vector<MachineValue> Values() const;
     std::vector<std::wstring> Subkeys() const;
 
   private:
     HKEY handle_ = nullptr;
 };
+
+// A missing value is fine.
+void DeleteValue(const std::wstring& path, const std::wstring& name);
 
 // Deletes the key with everything below it; a missing key is fine.
 void DeleteTree(const std::wstring& path);
