@@ -135,6 +135,8 @@ void GiveIdentity(const std::wstring& instanceId, const SelectedDriver& selected
         WriteNumber(AdapterKey(guid), L"Opens", 1);
     GiveAnswers(guid);
     WriteNumber(BenchDeviceKey(instanceId), L"InstallState", 0);
+    if (ReadNumber(kMachineKey, L"TeamStops", 1) == 0)
+        WriteNumber(BenchDeviceKey(instanceId), qvmachine::kStops, 0);
 }
 
 void ForgetDriver(const std::wstring& driverKey) {

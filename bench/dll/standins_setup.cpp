@@ -12,6 +12,7 @@
 #include "journal.h"
 #include "last_error.h"
 #include "network_class.h"
+#include "pending_changes.h"
 #include "set_state.h"
 #include "unread_params.h"
 
@@ -46,33 +47,47 @@ bool CheckParams(PSP_CLASSINSTALL_HEADER params, DWORD size) {
     return Refuse(ERROR_INVALID_PARAMETER);
 }
 
-void ApplyChange(const std::wstring& id, const SP_PROPCHANGE_PARAMS& change) {
+// False when the change waits for the restart of the machine.
+bool ApplyChange(const std::wstring& id, const SP_PROPCHANGE_PARAMS& change) {
     WholeChange whole;
     std::wstring key = BenchDeviceKey(id);
-    DWORD before = ReadNumber(key, kDisabled, 0);
+    DWORD before = DisabledAfterRestart(id);
     DWORD after = before;
     DWORD bit = change.Scope == DICS_FLAG_GLOBAL ? kDisabledGlobally : kDisabledInProfile;
     if (change.StateChange == DICS_DISABLE)
         after |= bit;
     if (change.StateChange == DICS_ENABLE)
         after &= ~bit;
-    if (after != before)
+    bool stops = change.StateChange == DICS_STOP || change.StateChange == DICS_PROPCHANGE;
+    bool waits = !CanStop(id) && (stops || after != before);
+    if (after != before && waits)
+        DisableAtRestart(id, after);
+    else if (after != before)
         WriteNumber(key, kDisabled, after);
 
+    const wchar_t* pending = waits ? L" pending" : L"";
     const wchar_t* scope = change.Scope == DICS_FLAG_GLOBAL ? L"global" : L"config";
     if (change.StateChange == DICS_DISABLE)
-        Journal(L"device-disable", id + L" scope=" + scope);
+        Journal(L"device-disable", id + L" scope=" + scope + pending);
     else if (change.StateChange == DICS_ENABLE)
-        Journal(L"device-enable", id + L" scope=" + scope);
+        Journal(L"device-enable", id + L" scope=" + scope + pending);
     else
-        Journal(L"device-restart", id);
+        Journal(L"device-restart", id + pending);
+    if (waits)
+        return false;
 
-    bool stops = change.StateChange == DICS_STOP || change.StateChange == DICS_PROPCHANGE;
     if (stops || (after != 0 && before == 0))
         StopAdapter(id);
     bool starts = change.StateChange == DICS_START || change.StateChange == DICS_PROPCHANGE;
     if (after == 0 && (starts || before != 0))
         StartAdapter(id);
+    return true;
+}
+
+// Page "SP_DEVINSTALL_PARAMS_W structure": DI_NEEDREBOOT tells that the machine has to be restarted.
+// Whether a change that takes a waiting one back asks for it too is unverified.
+DWORD InstallFlags(const DeviceState& state, const std::wstring& id) {
+    return DeviceFlags(id) | (state.needsReboot ? DI_NEEDREBOOT : 0);
 }
 
 // The parameters that the set keeps of a removed device.
@@ -251,6 +266,8 @@ BOOL WINAPI SetupDiSetClassInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device,
 }
 
 // Only an administrator may call it, and only with DIF_PROPERTYCHANGE parameters set and enabled.
+// A device that cannot be stopped stays as it is until the restart: the call succeeds and sets
+// DI_NEEDREBOOT (page "DIF_PROPERTYCHANGE"; that the device goes on running is unverified).
 BOOL WINAPI SetupDiChangeState(HDEVINFO set, PSP_DEVINFO_DATA device) {
     std::wstring id = InstanceId(set, device);
     if (id.empty())
@@ -270,15 +287,17 @@ BOOL WINAPI SetupDiChangeState(HDEVINFO set, PSP_DEVINFO_DATA device) {
         return Refuse(ERROR_INVALID_HWPROFILE); // unverified
     if (oneProfile && !IsCurrentProfile(change->HwProfile))
         ApplyToOtherProfile(id, *change);
-    else
-        ApplyChange(id, *change);
-    ExpectRead(&state, L"SetupDiChangeState", id, DeviceFlags(id));
+    else if (!ApplyChange(id, *change))
+        state.needsReboot = true;
+    ExpectRead(&state, L"SetupDiChangeState", id, InstallFlags(state, id));
     SetState(set, device, state);
     return TRUE;
 }
 
 // Windows also deletes the driver key, which Wine leaves behind; the connection's key under
-// Control\Network stays on both.
+// Control\Network stays on both. A device that cannot be removed while the system runs stays until the
+// restart: the call succeeds and sets DI_NEEDREBOOT (page "SetupDiRemoveDevice function"; that the device and its
+// keys stay is unverified).
 BOOL WINAPI SetupDiRemoveDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
     std::wstring id = InstanceId(set, device);
     if (id.empty())
@@ -292,10 +311,19 @@ BOOL WINAPI SetupDiRemoveDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
             return FALSE;
         if (!LeaveProfile(id, removal->HwProfile)) {
             Journal(L"device-remove", id + Format(L" profile=%lu", removal->HwProfile));
-            ExpectRead(&state, L"SetupDiRemoveDevice", id, DeviceFlags(id));
+            ExpectRead(&state, L"SetupDiRemoveDevice", id, InstallFlags(state, id));
             SetState(set, device, state);
             return TRUE;
         }
+    }
+    if (!CanStop(id)) {
+        WholeChange whole;
+        RemoveAtRestart(id);
+        Journal(L"device-remove", id + L" pending");
+        state.needsReboot = true;
+        ExpectRead(&state, L"SetupDiRemoveDevice", id, InstallFlags(state, id));
+        SetState(set, device, state);
+        return TRUE;
     }
     std::wstring driverKey = DriverKey(id);
     DWORD flags = DeviceFlags(id);
@@ -327,7 +355,7 @@ BOOL WINAPI SetupDiGetDeviceInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA device
     KeepLastError keep;
     SetState(set, device, state);
     if (device)
-        params->Flags |= DeviceFlags(InstanceId(set, device));
+        params->Flags |= InstallFlags(state, InstanceId(set, device));
     params->Flags &= ~DI_CLASSINSTALLPARAMS;
     if (state.paramsEnabled)
         params->Flags |= DI_CLASSINSTALLPARAMS;
