@@ -100,23 +100,32 @@ static const char kName0[] = "port0\\enum\\FriendlyName = REG_SZ \"Alpha:Port 0\
 static const char kName1[] = "port1\\enum\\FriendlyName = REG_SZ \"Alpha:Port 1\" (512 bytes)";
 static const char kHidden0[] = "port0\\driver\\Characteristics = REG_DWORD 0x0000008C";
 static const char kHidden1[] = "port1\\driver\\Characteristics = REG_DWORD 0x0000008C";
+// What a member uses that has not started since.
+static const char kAddressInUse0[] = "port0\\bench\\CurrentAddress = 0251560000B1";
+static const char kAddressInUse1[] = "port1\\bench\\CurrentAddress = 0251560000B1";
+static const char kConnection0[] = "port0\\connection = hidden";
+static const char kConnection1[] = "port1\\connection = hidden";
 
 // What stays of a removed member is put right, for the most part, by the next team that it is in.
 TEST_F(RemovalFailure, OfAStepForAMemberIsPassedOverAndTheNextTeamWorks) {
     const FailedStep steps[] = {
         {L"RegDeleteValueW", 1, {}, {}}, // a VLAN's binding, in a record that goes with its member
-        {L"RegDeleteValueW", 3, {kNetworkAddress0}, {}},
-        {L"RegDeleteValueW", 4, {kNetworkAddress1}, {}},
-        {L"SetupDiGetClassDevsW", 4, {kNetworkAddress0, kNetworkAddress1}, {}},
+        {L"RegDeleteValueW", 3, {kNetworkAddress0, kAddressInUse0}, {}},
+        {L"RegDeleteValueW", 4, {kNetworkAddress1, kAddressInUse1}, {}},
+        {L"SetupDiGetClassDevsW",
+         4,
+         {kNetworkAddress0, kNetworkAddress1, kAddressInUse0, kAddressInUse1},
+         {}},
         {L"SetupDiGetClassDevsW", 5, {kName0}, {kName0}},
         {L"SetupDiGetDeviceRegistryPropertyW", 1, {kName0}, {kName0}},
         {L"SetupDiSetDeviceRegistryPropertyW", 1, {kName0}, {kName0}},
         {L"SetupDiSetDeviceRegistryPropertyW", 2, {kName1}, {kName1}},
-        {L"SetupDiGetClassDevsW", 6, {kHidden0}, {}},
-        {L"SetupDiGetClassDevsW", 8, {kHidden1}, {}},
-        {L"RegSetValueExW", 1, {kHidden0}, {}},
-        {L"SetupDiSetClassInstallParamsW", 3, {}, {}}, // not stopped, so not restarted
-        {L"SetupDiChangeState", 1, {}, {}},
+        {L"SetupDiGetClassDevsW", 6, {kHidden0, kConnection0, kAddressInUse0}, {}},
+        {L"SetupDiGetClassDevsW", 8, {kHidden1, kConnection1, kAddressInUse1}, {}},
+        {L"RegSetValueExW", 1, {kHidden0, kConnection0}, {}},
+        // Not stopped, so not restarted.
+        {L"SetupDiSetClassInstallParamsW", 3, {kConnection0, kAddressInUse0}, {}},
+        {L"SetupDiChangeState", 1, {kConnection0, kAddressInUse0}, {}},
         {L"CoInitialize", 1, {"{port0} = disabled"}, {}},
         {L"CoCreateInstance", 2, {"{port1} = disabled"}, {}},
         {L"INetCfgLock::AcquireWriteLock", 1, {"{port0} = disabled"}, {}},
@@ -198,12 +207,12 @@ TEST_F(RemovalFailure, OfARecordKeepsItsAdapterOutOfTheListsUntilTheRecordGoes) 
         // No record's path: nothing more is done for the team's members.
         {L"StringFromGUID2",
          5,
-         {"record\\{port0}", "record\\{port1}", kHidden0, kHidden1, kName0, kName1,
-          "{port0} = disabled", "{port1} = disabled"},
+         {"record\\{port0}", "record\\{port1}", kHidden0, kHidden1, kName0, kName1, kConnection0,
+          kConnection1, kAddressInUse0, kAddressInUse1, "{port0} = disabled", "{port1} = disabled"},
          {kName0, kName1}},
         {L"StringFromGUID2",
          6,
-         {"record\\{port1}", kHidden1, kName1, "{port1} = disabled"},
+         {"record\\{port1}", kHidden1, kName1, kConnection1, kAddressInUse1, "{port1} = disabled"},
          {kName1}},
     };
     for (const FailedStep& step : steps) {
@@ -217,7 +226,7 @@ TEST_F(RemovalFailure, OfARecordKeepsItsAdapterOutOfTheListsUntilTheRecordGoes) 
         ExpectFacts(step.left, Left());
         EXPECT_EQ(0, g_numTeams);
         EXPECT_EQ(0, page->rows(IDC_TEAM_LIST));
-        EXPECT_EQ(step.left.size() > 4 ? 0 : 1, page->rows(IDC_NIC_LIST));
+        EXPECT_EQ(step.left.size() > 6 ? 0 : 1, page->rows(IDC_NIC_LIST));
 
         RegistryDeleteTree(Record(0));
         RegistryDeleteTree(Record(1));
@@ -238,7 +247,7 @@ TEST_F(RemovalFailure, OfAMembersStartLeavesItStoppedUntilItIsEnabled) {
         EXPECT_EQ(1, removed.result);
         EXPECT_EQ((Texts16{text::kRemoved, text::kHelp}), removed.statuses);
         ExpectFacts({"port0\\bench\\Disabled = REG_DWORD 0x00000002",
-                     "port0\\bench\\Started = REG_DWORD 0x00000000"},
+                     "port0\\bench\\Started = REG_DWORD 0x00000000", kConnection0, kAddressInUse0},
                     Left());
         Tick({0, 1});
         page->tick(IDC_ACTIVE_BACKUP);
@@ -335,7 +344,8 @@ TEST_F(RemovalFailure, WithoutThePagesStateFromTheMiddleOnEndsInAnOrderlyWay) {
         {{L"SetupDiRemoveDevice", 1, [&] { SetWindowLongPtrW(page->window(), DWLP_USER, 0); }}});
     EXPECT_EQ(1, removed.result);
     EXPECT_EQ(Texts16{text::kRemoved}, removed.statuses);
-    ExpectFacts({"ROOT\\NET\\0000", "{team-1} = disabled", "network\\{team-1}", kHidden0, kHidden1},
+    ExpectFacts({"ROOT\\NET\\0000", "{team-1} = disabled", "network\\{team-1}", kHidden0, kHidden1,
+                 kConnection0, kConnection1, kAddressInUse0, kAddressInUse1},
                 Left());
 }
 
