@@ -7,8 +7,8 @@
 #   soak.sh --every K ...      every K-th failing call only
 #   soak.sh --go-on [TASK...]  what a run that was broken off had left, and these once more: of the same
 #                              program on the same bench
-# A TASK is the name of an operation, whose calls fail; "kills"; "cycles"; "hostile SEED", the machines
-# from this one on; or "fuzz TARGET".
+# A TASK is the name of an operation, whose calls fail; "kills"; "restarts", the kills with a restart of
+# the machine behind each; "cycles"; "hostile SEED", the machines from this one on; or "fuzz TARGET".
 # Ends with an error when something was wrong and when something is left to be done.
 set -euo pipefail
 source "$(dirname "$0")/lib.sh"
@@ -86,6 +86,7 @@ carry_out() {
       long_run "$1" "${words[2]}" wine fault_sweep.exe "${words[@]:1}" --log "../soak/$notes"
       ;;
     kills) QV_KILLS=all long_run "$1" kills wine kill_sweep.exe ;;
+    restarts) QV_KILLS=all QV_RESTART=1 long_run "$1" restarts wine kill_sweep.exe ;;
     cycles) QV_CYCLES=1000 long_run "$1" cycles wine cycle_soak.exe ;;
     hostile)
       long_run "$1" "$1" wine hostile_machines.exe --seed "${words[1]}" --count "$HOSTILE_SHARE" \
@@ -170,7 +171,7 @@ fault_tasks() {
 # all_tasks EVERY: what takes longest comes first.
 all_tasks() {
   local seed
-  printf '%s\n' kills cycles
+  printf '%s\n' kills restarts cycles
   fault_tasks "$1" "${OPERATIONS[@]}"
   for ((seed = 1; seed <= HOSTILE; seed += HOSTILE_SHARE)); do echo "hostile $seed"; done
   printf 'fuzz %s\n' "${TARGETS[@]}"

@@ -2,7 +2,9 @@
 // start has to work, and docs/recovery.md has to lead back to a sound machine: what its table says of an
 // interruption has to be how the page looks, its steps have to be enough, and none of them may be
 // needless. QV_KILLS=all takes every change; otherwise a few of some operations are taken, at least one
-// for each line of the table, and all of the shortest.
+// for each line of the table, and all of the shortest. The steps have to be enough too when the machine
+// restarts before they are taken: QV_RESTART=1 restarts it behind each kill; the usual run restarts it
+// behind about every second one.
 #include "sweep/recovery.h"
 #include "sweep/table.h"
 
@@ -267,6 +269,14 @@ static bool EveryKill() {
     return kills != nullptr && std::strcmp(kills, "all") == 0;
 }
 
+static bool EveryRestart() {
+    return NumberFromEnvironment("QV_RESTART", 0) != 0;
+}
+
+static bool RestartsBehind(unsigned nth) {
+    return EveryKill() ? EveryRestart() : nth % 2 == 1;
+}
+
 // What an operation does that nobody interrupts.
 struct Course {
     Texts16 changes;
@@ -291,7 +301,7 @@ class KillTest : public RecoveryTest {
     void Press(RunningProgram* program, bool leave) const;
     void RunOperation();
     unsigned FirstChange(const std::wstring& begin, unsigned behind = 0) const;
-    Ending Kill(unsigned nth, Events* journal);
+    Ending Kill(unsigned nth);
     Texts8 Bystanders(const std::string& dump) const;
     std::vector<unsigned> RangeBegins() const;
     size_t RangeOf(unsigned nth) const;
@@ -331,6 +341,7 @@ void KillTest::AddBystanders() {
     team.guid = L"{B0000000-0000-4000-8000-000000000009}";
     team.address = L"0251560000B9";
     AddVlan(L"other", 70, L"Guest");
+    machine.vlans.back().address = L"0251560000BA";
     machine.vlans.back().instance = kOtherVlanInstance;
     // Otherwise they are numbered behind all that there is.
     for (const std::wstring& guid : {team.guid, machine.vlans.back().guid}) {
@@ -381,6 +392,7 @@ void KillTest::Describe(bool bare) {
             break;
         AddVlan(host, id, name);
         machine.vlans.back().guid = guid();
+        machine.vlans.back().address = L"0251560000C" + std::to_wstring(number);
     }
     if (case_.job == Job::CreateTeam)
         operation_.teams = {kTeam};
@@ -552,7 +564,7 @@ static Events ReadJournal(const std::wstring& path) {
     return ParseJournal({text.begin(), text.end()});
 }
 
-Ending KillTest::Kill(unsigned nth, Events* journal) {
+Ending KillTest::Kill(unsigned nth) {
     Describe(false);
     Build();
     const std::wstring path = L"kill-journal.txt";
@@ -575,7 +587,6 @@ Ending KillTest::Kill(unsigned nth, Events* journal) {
     // What it showed goes a moment later, and would be in the next program's way.
     EXPECT_TRUE(
         drive::WaitUntil([&] { return drive::TopLevelWindows(program.process().id).empty(); }));
-    *journal = ReadJournal(path);
     return ended ? Ending::Ended : Ending::GoesOn;
 }
 
@@ -629,7 +640,7 @@ class KillSweep : public KillTest, public testing::WithParamInterface<KillCase> 
     std::wstring ExpectLook(size_t range, const Texts16& adapters, const Texts16& teams);
     void ExpectBystanders(const std::string& dump, const char* when) const;
     Texts8 NotAsPromised(Promise promise);
-    Steps ExpectRecovery(size_t range, unsigned nth, const Events& journal);
+    Steps ExpectRecovery(size_t range, unsigned nth);
     void ExpectGoesOn(const Steps& taken);
     void ExpectAllSeen() const;
     bool ExpectNeeded(size_t range, Step step);
@@ -725,10 +736,10 @@ Texts8 KillSweep::NotAsPromised(Promise promise) {
 }
 
 // Gives the steps that changed something.
-Steps KillSweep::ExpectRecovery(size_t range, unsigned nth, const Events& journal) {
+Steps KillSweep::ExpectRecovery(size_t range, unsigned nth) {
     Steps used;
     const Interruption& interruption = Of(range);
-    Begin(journal);
+    Begin();
     std::string dump = MachineDump();
     ExpectBystanders(dump, "behind the kill");
     for (Step step : interruption.steps) {
@@ -783,10 +794,9 @@ bool KillSweep::ExpectNeeded(size_t range, Step step) {
     // The first and the last kills of a range often need less.
     std::rotate(kills.begin(), kills.begin() + static_cast<int>(kills.size() / 2), kills.end());
     for (unsigned nth : kills) {
-        Events journal;
-        if (Kill(nth, &journal) == Ending::NotStarted)
+        if (Kill(nth) == Ending::NotStarted)
             return false;
-        Begin(journal);
+        Begin();
         for (Step other : Of(range).steps) {
             if (other != step)
                 Take(other, operation_);
@@ -819,13 +829,15 @@ static unsigned FailuresSoFar() {
 bool KillSweep::ExpectRepair(unsigned nth, SweepLine* line) {
     Texts16 adapters;
     Texts16 teams;
-    Events journal;
     const size_t range = RangeOf(nth);
     const unsigned failures = FailuresSoFar();
-    SCOPED_TRACE("change " + std::to_string(nth));
-    const Ending ending = Kill(nth, &journal);
+    const bool restarts = RestartsBehind(nth);
+    SCOPED_TRACE("change " + std::to_string(nth) + (restarts ? ", restart" : ""));
+    const Ending ending = Kill(nth);
     if (ending == Ending::NotStarted)
         return false;
+    if (restarts)
+        RestartMachine();
     line->runs++;
     line->hangs += ending == Ending::GoesOn;
     ExpectLockFree();
@@ -833,7 +845,7 @@ bool KillSweep::ExpectRepair(unsigned nth, SweepLine* line) {
         return false;
     const std::wstring look = ExpectLook(range, adapters, teams);
     std::string used;
-    for (Step step : ExpectRecovery(range, nth, journal))
+    for (Step step : ExpectRecovery(range, nth))
         used += " " + std::to_string(static_cast<int>(step));
     if (FailuresSoFar() != failures) {
         line->wrong++;
@@ -860,6 +872,9 @@ bool KillSweep::ExpectRepairs(SweepLine* line) {
     if (!whole() || !started)
         return started;
     ExpectAllSeen();
+    // Some steps are needless when the machine has restarted.
+    if (EveryRestart())
+        return started;
     for (size_t range = 0; range < tallies_.size(); range++) {
         for (Step step : Of(range).steps)
             started = ExpectNeeded(range, step) && started;
@@ -871,7 +886,7 @@ TEST_P(KillSweep, LeavesWhatCanBeRepaired) {
     if (!EveryKill() && case_.sample.empty())
         GTEST_SKIP() << "of long runs only";
     SweepLine line;
-    line.operation = std::string("kill: ") + case_.name;
+    line.operation = std::string(EveryRestart() ? "kill, restart: " : "kill: ") + case_.name;
     if (!ExpectRepairs(&line))
         line.operation += " (broken)";
     line.print();
@@ -890,14 +905,13 @@ INSTANTIATE_TEST_SUITE_P(Kills, KillSweep, testing::ValuesIn(kCases), CaseName);
 
 // What docs/recovery.md says of other teams.
 TEST_F(KillTest, OtherTeamsAreLeftAloneUntilTheStraysAreGone) {
-    Events journal;
     UseCase("creation");
     RunOperation();
     for (const std::optional<Step> leftOut :
          {std::optional(Step::Uninstall), std::optional(Step::DeleteRecord),
           std::optional<Step>()}) {
-        Kill(FirstChange(L"property-set ROOT\\NET\\0000 FRIENDLYNAME"), &journal);
-        Begin(journal);
+        Kill(FirstChange(L"property-set ROOT\\NET\\0000 FRIENDLYNAME"));
+        Begin();
         RemoveTeams({0});
         EXPECT_EQ((Texts16{kTeam, kOtherTeam}), page->rowTexts(IDC_TEAM_LIST))
             << "did not come back";
@@ -976,11 +990,10 @@ TEST_F(KillTest, MeetsEveryLineOfTheDocument) {
 }
 
 TEST_F(KillTest, TellsAProgramThatDoesNotStartFromOneThatGoesOn) {
-    Events journal;
     const std::wstring program = ProgramPath();
     UseCase("creation");
     SetEnvironmentVariableW(L"QV_PROGRAM", L"C:\\nowhere\\QvTeamCfg.exe");
-    EXPECT_NONFATAL_FAILURE(EXPECT_EQ(Ending::NotStarted, Kill(1, &journal)), "starting C:");
+    EXPECT_NONFATAL_FAILURE(EXPECT_EQ(Ending::NotStarted, Kill(1)), "starting C:");
     SetEnvironmentVariableW(L"QV_PROGRAM", program.c_str());
 }
 

@@ -184,7 +184,7 @@ static Texts16 ReadVlans(const GUID& host, bool isTeam, std::set<std::wstring>* 
 }
 
 void RecoveryTest::SetUp() {
-    RoundTripTest::SetUp();
+    RestartTest::SetUp();
     Bench(L"message-box IDOK all");
 }
 
@@ -215,10 +215,8 @@ Look RecoveryTest::LookAround() {
     return look;
 }
 
-void RecoveryTest::Begin(const Events& killed) {
-    killed_ = killed;
+void RecoveryTest::Begin() {
     refused_.clear();
-    ClearJournal();
     Reopen();
 }
 
@@ -480,30 +478,6 @@ Texts8 RecoveryTest::WithoutDeadVlans(const Texts8& facts) const {
     return left;
 }
 
-// A driver reads its values when its device starts.
-Texts8 RecoveryTest::NotStarted() const {
-    std::map<std::wstring, std::set<std::wstring>> written; // since the start, by instance
-    const Events recovery = Journal();
-    for (const Events* events : {&killed_, &recovery}) {
-        for (const Event& event : *events) {
-            const std::wstring instance = event.text.substr(0, event.text.find(L' '));
-            const size_t end = event.text.find(L")\\");
-            if (event.kind == L"device-enable" || event.kind == L"device-install" ||
-                event.kind == L"device-remove")
-                written.erase(instance);
-            else if (event.text.find(L"driver(") == 0 && end != std::wstring::npos)
-                written[event.text.substr(7, end - 7)].insert(
-                    event.text.substr(end + 2, event.text.find(L' ', end) - end - 2));
-        }
-    }
-    Texts8 facts;
-    for (const auto& [instance, values] : written) {
-        for (const std::wstring& value : values)
-            facts.push_back(Narrow(Short(instance)) + " runs without its new " + Narrow(value));
-    }
-    return facts;
-}
-
 Texts8 RecoveryTest::NotSound(const std::string& dump) {
     Texts8 facts = refused_;
     ComeBackTo(dump);
@@ -511,5 +485,5 @@ Texts8 RecoveryTest::NotSound(const std::string& dump) {
         if (!StaysWithWindows(fact))
             facts.push_back(fact);
     }
-    return facts + NotStarted();
+    return facts;
 }

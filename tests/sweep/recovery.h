@@ -4,7 +4,7 @@
 #pragma once
 
 #include "devices.h"
-#include "harness/round_trip.h"
+#include "harness/restart.h"
 
 #include <array>
 #include <map>
@@ -86,15 +86,14 @@ struct Look {
     std::wstring text() const;
 };
 
-class RecoveryTest : public RoundTripTest {
+class RecoveryTest : public RestartTest {
   protected:
     void SetUp() override;
 
     // Everybody's, not only that of the operation.
     Look LookAround();
 
-    // Begins a recovery behind this part of the killed program's journal.
-    void Begin(const Events& killed);
+    void Begin(); // a recovery
     void Take(Step step, const Operation& operation);
 
     // What keeps the machine from being the one of this dump, and what a step could not do. Empty: sound.
@@ -121,8 +120,6 @@ class RecoveryTest : public RoundTripTest {
     std::vector<qvmachine::FoundDevice> Strays() const;
     std::set<std::wstring> GuidsListed() const;
     Texts8 WithoutDeadVlans(const Texts8& facts) const;
-    Texts8 NotStarted() const;
 
     Texts8 refused_;
-    Events killed_;
 };
