@@ -122,6 +122,15 @@ static void Windows(const std::string& value, Machine* machine) {
     }
 }
 
+// Names with blanks between them, as a driver key has them: with commas.
+static std::wstring Range(const std::string& value) {
+    std::wstring range;
+    for (const auto& word : WideWords(value)) {
+        range += (range.empty() ? L"" : L",") + word;
+    }
+    return range;
+}
+
 static std::wstring TeamAddress(const std::string& value) {
     if (StartsWith(value, "after ")) {
         Dword(Trim(value.substr(6)));
@@ -205,8 +214,8 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
         {"driver-key", [=](auto& v) { a->driverKey = YesNo(v); }},
         {"ip-address", [=](auto& v) { a->ipAddress = Unquoted(v); }},
         {"answers-left", [=](auto& v) { a->answersLeft = AnswersLeft(v); }},
-        {"upper-range", [=](auto& v) { a->upperRange = Unquoted(v); }},
-        {"lower-range", [=](auto& v) { a->lowerRange = Unquoted(v); }},
+        {"upper-range", [=](auto& v) { a->upperRange = Range(v); }},
+        {"lower-range", [=](auto& v) { a->lowerRange = Range(v); }},
         {"unbound", [=](auto& v) { a->unbound = WideWords(v); }},
         {"switched", [=](auto& v) { a->switched = YesNo(v); }},
         {"host-interface", [=](auto& v) { a->hostInterface = HostInterface(v); }},
@@ -263,8 +272,8 @@ Parser::Setters Parser::ComponentKeys(NetCfgComponent* c) {
              c->kind = Wide(v);
          }},
         {"display-name", [=](auto& v) { c->displayName = Unquoted(v); }},
-        {"upper-range", [=](auto& v) { c->upperRange = NetCfgRange(Unquoted(v)); }},
-        {"lower-range", [=](auto& v) { c->lowerRange = NetCfgRange(Unquoted(v)); }},
+        {"upper-range", [=](auto& v) { c->upperRange = NetCfgRange(Range(v)); }},
+        {"lower-range", [=](auto& v) { c->lowerRange = NetCfgRange(Range(v)); }},
         {"bound-by-default", [=](auto& v) { c->boundByDefault = YesNo(v); }},
         {"hidden", [=](auto& v) { c->hidden = YesNo(v); }},
     };
