@@ -250,10 +250,9 @@ TEST_F(DriverAnswers, AreThoseOfTheMachinesWindowsByDefault) {
         const wchar_t* shown;
         Asked asked;
     } cases[] = {
-        {"5.2", 0, kCapabilities, kTaskListOnly},
-        {"6.0", 112, kCapabilities, kAll},
-        {"6.1", 144, kUnknown, kRecordToo},
-        {"10.0", 216, kUnknown, kRecordToo},
+        {"5.2", 0, kCapabilities, kTaskListOnly}, {"6.0", 112, kCapabilities, kAll},
+        {"6.1", 144, kUnknown, kRecordToo},       {"6.2", 156, kUnknown, kRecordToo},
+        {"6.3", 156, kUnknown, kRecordToo},       {"10.0", 216, kUnknown, kRecordToo},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.windows);

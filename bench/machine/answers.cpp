@@ -98,10 +98,12 @@ static OidAnswer NoConnectionOffload() {
 }
 
 Ndis NdisOfWindows(const std::wstring& windows) {
-    if (windows[0] == L'5') {
-        return Ndis::v5;
-    }
-    return windows == L"6.0" ? Ndis::v6_0 : windows == L"6.1" ? Ndis::v6_1 : Ndis::v6_83;
+    static const std::map<std::wstring, Ndis> kVersions = {
+        {L"6.0", Ndis::v6_0},  {L"6.1", Ndis::v6_1},   {L"6.2", Ndis::v6_30},
+        {L"6.3", Ndis::v6_30}, {L"10.0", Ndis::v6_83},
+    };
+    const auto found = kVersions.find(windows);
+    return found == kVersions.end() ? Ndis::v5 : found->second;
 }
 
 OidAnswers HostPortAnswers(Ndis ndis) {

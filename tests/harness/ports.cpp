@@ -36,7 +36,8 @@ bool LoadWithPorts(const std::wstring& file, int count, Machine* machine) {
     auto& adapters = loaded.adapters;
     adapters.erase(std::remove_if(adapters.begin(), adapters.end(),
                                   [&](const MachineAdapter& adapter) {
-                                      return adapter.present && adapter.provider == model.provider;
+                                      return adapter.present && !adapter.phantom &&
+                                             adapter.provider == model.provider;
                                   }),
                    adapters.end());
     for (int number = 0; number < count; number++)
