@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Runs the program on a simulated machine.
-#   demo.sh                    on a machine with two ports, on a display of its own: creates a team,
-#                              adds two VLANs and removes one, removes the team; prints the journals
-#                              and what changed, leaves pictures in build/demo
+#   demo.sh                    on a Windows 10 machine, on a display of its own: creates a team, adds
+#                              two VLANs and removes one, removes the team; prints the journals and
+#                              what changed, leaves pictures in build/demo
 #   demo.sh --window [MACHINE] opens the program on your own display and leaves it to you, on any
-#                              machine file (default: two-ports.txt)
+#                              machine file (default: windows-10.txt)
 set -euo pipefail
 source "$(dirname "$0")/lib.sh"
 
@@ -26,6 +26,10 @@ run_scenario() {
   timeout 60 wine qvbench.exe compare "$(winepath -w "$DEMO/machine-before.txt")" \
     "$(winepath -w "$DEMO/machine-after.txt")" | tr -d '\r' >"$DEMO/left.txt" ||
     { cat "$DEMO/left.txt"; echo "Something is left that nothing explains." >&2; return 1; }
+  if grep $'\tmisuse\t' "$DEMO/answers.txt"; then
+    echo "The program misuses a call." >&2
+    return 1
+  fi
 }
 
 # answer COMMAND NTH: the lines that the NTH such command of the scenario showed.
@@ -62,7 +66,7 @@ show_results() {
 }
 
 WINDOW=
-MACHINE=two-ports.txt
+MACHINE=windows-10.txt
 if [[ ${1:-} == --window ]]; then
   WINDOW=${DISPLAY:?--window needs a display}
   MACHINE=${2:-$MACHINE}

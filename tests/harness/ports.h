@@ -10,9 +10,13 @@ extern const wchar_t kSimpleMachine[];
 extern const wchar_t kDeployedMachine[];
 
 // Loads `file` and replaces the maker's present adapters by `count` ports like its port0: "Port 0",
-// "Port 1" ... in the order of enumeration. Everything else stays. Prints why it fails to standard
+// "Port 1" ... in the order of enumeration. The second one has the bindings off that the file's port1
+// has off. Everything else stays. Prints why it fails to standard
 // error and leaves `machine` as it was.
 bool LoadWithPorts(const std::wstring& file, int count, Machine* machine);
 
-// Whether this row of the unassigned adapters is one of those ports.
+// Whether this row of the unassigned adapters is one of those ports, or an adapter that Windows brings
+// itself.
 bool IsPortRow(int row);
+bool IsInboxRow(int row);
+bool IsInbox(const MachineAdapter& adapter);

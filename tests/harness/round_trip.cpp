@@ -10,7 +10,6 @@
 
 void RoundTripTest::OpenPorts(int count, const std::wstring& file) {
     Ports(count, file);
-    deployed_ = file == kDeployedMachine;
     Start();
 }
 
@@ -40,7 +39,7 @@ Texts8 RoundTripTest::NotBack() const {
     Texts8 changed;
     for (const DumpChange& change : MachineCompare(before_, MachineDump())) {
         const bool bindingOn = change.reason != nullptr && change.line.find("path\\") == 0;
-        if (change.trace || (deployed_ && bindingOn))
+        if (change.trace || (isDeployed() && bindingOn))
             continue;
         const std::wstring shown = Short({change.line.begin(), change.line.end()});
         changed.push_back((change.added ? "+ " : "- ") + std::string(shown.begin(), shown.end()));
@@ -50,7 +49,7 @@ Texts8 RoundTripTest::NotBack() const {
 
 void RoundTripTest::ExpectBack(const Texts8& but) {
     ExpectFacts(but, NotBack());
-    if (!deployed_)
+    if (!isDeployed())
         return;
     const std::string dump = MachineDump();
     for (const MachineAdapter& adapter : machine.adapters) {

@@ -44,7 +44,9 @@ class RoundTripTest : public RemovalTest {
 
   private:
     std::vector<int> PortRows() const;
+    bool isDeployed() const {
+        return machine.componentSet != L"default";
+    }
 
     std::string before_;
-    bool deployed_ = false;
 };

@@ -193,6 +193,8 @@ Look RecoveryTest::LookAround() {
     Look look;
     const bool adaptersHaveVlans = IsWinXPAndOffload(page->window()) != 0;
     for (int row = 0; row < page->rows(IDC_NIC_LIST); row++) {
+        if (IsInboxRow(row))
+            continue;
         std::wstring vlans;
         if (adaptersHaveVlans)
             ReadVlans(g_nics[row].guid, false, nullptr, &vlans);
