@@ -91,7 +91,7 @@ TEST_F(DeviceEffects, MachineStandsAsIfEveryDeviceHadStartedWithItsValues) {
 // From here on: the program writes first and restarts then.
 
 TEST_F(DeviceEffects, MembersUseTheTeamsAddressAndAreHiddenOnceTheTeamIsCreated) {
-    OpenPorts(3);
+    OpenPorts(3, kSimpleMachine);
     MakeTeam({0, 2}, 1, L"Uplink");
     EXPECT_EQ((Texts8{"port0\\bench\\CurrentAddress = 02515600AA01",
                       "port1\\bench\\CurrentAddress = 025156000001",

@@ -296,8 +296,8 @@ BOOL WINAPI SetupDiChangeState(HDEVINFO set, PSP_DEVINFO_DATA device) {
 
 // Windows also deletes the driver key, which Wine leaves behind; the connection's key under
 // Control\Network stays on both. A device that cannot be removed while the system runs stays until the
-// restart: the call succeeds and sets DI_NEEDREBOOT (page "SetupDiRemoveDevice function"; that the device and its
-// keys stay is unverified).
+// restart: the call succeeds and sets DI_NEEDREBOOT (page "SetupDiRemoveDevice function"; that the
+// device and its keys stay is unverified).
 BOOL WINAPI SetupDiRemoveDevice(HDEVINFO set, PSP_DEVINFO_DATA device) {
     std::wstring id = InstanceId(set, device);
     if (id.empty())
