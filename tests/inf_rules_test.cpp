@@ -1,7 +1,7 @@
 // What SetupAPI does with the names, classes and styles of INF files and with the sizes of driver
 // records.
 #include "harness/install.h"
-#include "harness/through_bench.h"
+#include "harness/bench_device.h"
 
 #include <fstream>
 
@@ -16,10 +16,10 @@ class SetupOpenInfFileRule : public MachineTest {
     }
     static BOOL Opens(const wchar_t* file, const wchar_t* infClass, DWORD style = INF_STYLE_WIN4) {
         UINT line = 0;
-        HINF inf = THROUGH_BENCH(SetupOpenInfFileW)(file, infClass, style, &line);
+        HINF inf = BENCHED(SetupOpenInfFileW)(file, infClass, style, &line);
         if (inf == INVALID_HANDLE_VALUE)
             return FALSE;
-        THROUGH_BENCH(SetupCloseInfFile)(inf);
+        BENCHED(SetupCloseInfFile)(inf);
         return TRUE;
     }
 };
@@ -79,12 +79,11 @@ class DriverRecordRule : public InstallTest {
         params.Flags |= DI_ENUMSINGLEINF;
         params.FlagsEx |= DI_FLAGSEX_ALLOWEXCLUDEDDRVS;
         lstrcpyW(params.DriverPath, OemInf().c_str());
-        return THROUGH_BENCH(SetupDiSetDeviceInstallParamsW)(device->set(), device->data(),
-                                                             &params) &&
-               THROUGH_BENCH(SetupDiBuildDriverInfoList)(device->set(), device->data(),
-                                                         SPDIT_COMPATDRIVER) &&
-               THROUGH_BENCH(SetupDiCallClassInstaller)(DIF_SELECTBESTCOMPATDRV, device->set(),
-                                                        device->data());
+        return BENCHED(SetupDiSetDeviceInstallParamsW)(device->set(), device->data(), &params) &&
+               BENCHED(SetupDiBuildDriverInfoList)(device->set(), device->data(),
+                                                   SPDIT_COMPATDRIVER) &&
+               BENCHED(SetupDiCallClassInstaller)(DIF_SELECTBESTCOMPATDRV, device->set(),
+                                                  device->data());
     }
 };
 
@@ -92,7 +91,7 @@ TEST_F(DriverRecordRule, HasOneOfTwoSizes) {
     LoadAndBuild(L"two-ports");
     BenchDevice device;
     ASSERT_TRUE(Select(&device));
-    auto get = THROUGH_BENCH(SetupDiGetSelectedDriverW);
+    auto get = BENCHED(SetupDiGetSelectedDriverW);
     SP_DRVINFO_DATA_W driver = {};
     for (size_t size : {size_t{0}, sizeof(SP_DRVINFO_DATA_V1_W) - 1, sizeof(driver) + 1}) {
         driver.cbSize = static_cast<DWORD>(size);

@@ -6,7 +6,7 @@
 #include "drive/window.h"
 #include "harness/install.h"
 #include "harness/program.h"
-#include "harness/through_bench.h"
+#include "harness/bench_device.h"
 
 #include <cfgmgr32.h>
 
@@ -26,19 +26,19 @@ class NewDev : public InstallTest {
     }
     static BOOL InstallNow(BenchDevice* device, DWORD flags, PBOOL needReboot,
                            PSP_DRVINFO_DATA_W driver = nullptr) {
-        return NEWDEV_THROUGH_BENCH(DiInstallDevice)(nullptr, device->set(), device->data(), driver,
-                                                     flags, needReboot);
+        return BENCHED(DiInstallDevice)(nullptr, device->set(), device->data(), driver, flags,
+                                        needReboot);
     }
     static BOOL UpdateNow(const std::wstring& inf, DWORD flags, PBOOL reboot) {
-        return NEWDEV_THROUGH_BENCH(UpdateDriverForPlugAndPlayDevicesW)(
-            nullptr, MINIPORT_HARDWARE_ID, inf.c_str(), flags, reboot);
+        return BENCHED(UpdateDriverForPlugAndPlayDevicesW)(nullptr, MINIPORT_HARDWARE_ID,
+                                                           inf.c_str(), flags, reboot);
     }
     static TextList Prompts() {
         return Texts(Journal(), L"restart-prompt");
     }
     static DWORD InstallState(BenchDevice* device) {
         DWORD state = 99;
-        EXPECT_TRUE(THROUGH_BENCH(SetupDiGetDeviceRegistryPropertyW)(
+        EXPECT_TRUE(BENCHED(SetupDiGetDeviceRegistryPropertyW)(
             device->set(), device->data(), SPDRP_INSTALL_STATE, nullptr,
             reinterpret_cast<BYTE*>(&state), sizeof(state), nullptr));
         return state;

@@ -2,13 +2,13 @@
 #include "device/adapter_driver.h"
 #include "harness/creation.h"
 #include "harness/sample_machine.h"
-#include "harness/through_bench.h"
+#include "harness/bench_device.h"
 
 using Ids = std::vector<std::wstring>;
 
 static Ids DevicesWith(DWORD flags) {
     Ids ids;
-    HDEVINFO set = THROUGH_BENCH(SetupDiGetClassDevsW)(&GUID_DEVCLASS_NET, nullptr, nullptr, flags);
+    HDEVINFO set = BENCHED(SetupDiGetClassDevsW)(&GUID_DEVCLASS_NET, nullptr, nullptr, flags);
     SP_DEVINFO_DATA device = {};
     device.cbSize = sizeof(device);
     for (DWORD index = 0; SetupDiEnumDeviceInfo(set, index, &device); index++) {
@@ -16,7 +16,7 @@ static Ids DevicesWith(DWORD flags) {
         SetupDiGetDeviceInstanceIdW(set, &device, id, ARRAYSIZE(id), nullptr);
         ids.push_back(id);
     }
-    THROUGH_BENCH(SetupDiDestroyDeviceInfoList)(set);
+    BENCHED(SetupDiDestroyDeviceInfoList)(set);
     return ids;
 }
 

@@ -56,8 +56,9 @@ std::vector<std::wstring> Texts(const Events& events, const std::wstring& kind) 
 
 Events Changes(const Events& events) {
     static const std::vector<std::wstring> quiet = {
-        L"status",        L"message-box", L"sleep",        L"netcfg-lock", L"netcfg-apply",
-        L"netcfg-unlock", L"dialog-open", L"dialog-close", L"fault",       L"sheet"};
+        L"status",       L"message-box",   L"sleep",         L"netcfg-lock",
+        L"netcfg-apply", L"netcfg-unlock", L"dialog-open",   L"dialog-close",
+        L"fault",        L"sheet",         L"restart-prompt"};
     Events changes;
     for (const Event& event : events) {
         if (std::find(quiet.begin(), quiet.end(), event.kind) == quiet.end())

@@ -1,30 +1,11 @@
-// Functions of Windows as the product reaches them, for tests of the bench's stand-ins: a test's own
-// calls pass the bench by.
+// A device whose calls go through the bench's stand-ins, for tests of their rules.
 #pragma once
 
+#include "harness/benched.h"
 #include "harness/devices.h"
-#include "harness/import_instead.h"
 #include "include/names.h"
 
 #include <newdev.h>
-
-template <typename Function> Function* ThroughBench(Function*, const char* name) {
-    ULONGLONG* slot = ProductImport(name);
-    EXPECT_NE(nullptr, slot) << name;
-    return slot != nullptr ? reinterpret_cast<Function*>(*slot) : nullptr;
-}
-#define THROUGH_BENCH(name) ThroughBench(&::name, #name)
-
-// An entry point of newdev.dll; `like` gives its type.
-template <typename Function> Function* NewDevThroughBench(Function* like, const char* name) {
-    (void)like;
-    HMODULE newdev = LoadLibraryW(L"newdev.dll"); // stays
-    auto found =
-        reinterpret_cast<void*>(ThroughBench(&::GetProcAddress, "GetProcAddress")(newdev, name));
-    EXPECT_NE(nullptr, found) << name;
-    return reinterpret_cast<Function*>(found);
-}
-#define NEWDEV_THROUGH_BENCH(name) NewDevThroughBench(static_cast<decltype(&name)>(nullptr), #name)
 
 // The call fails with exactly this error.
 #define EXPECT_REFUSED(error, call)                                                                \
@@ -39,7 +20,7 @@ class BenchDevice {
   public:
     // A network device that is registered, present or not.
     explicit BenchDevice(const std::wstring& instance)
-        : set_(THROUGH_BENCH(SetupDiGetClassDevsW)(&GUID_DEVCLASS_NET, nullptr, nullptr, 0)) {
+        : set_(BENCHED(SetupDiGetClassDevsW)(&GUID_DEVCLASS_NET, nullptr, nullptr, 0)) {
         data_.cbSize = sizeof(data_);
         for (DWORD index = 0; SetupDiEnumDeviceInfo(set_, index, &data_); index++)
             if (lstrcmpiW(id().c_str(), instance.c_str()) == 0)
@@ -50,14 +31,14 @@ class BenchDevice {
     BenchDevice() : set_(SetupDiCreateDeviceInfoList(&GUID_DEVCLASS_NET, nullptr)) {
         static const wchar_t ids[] = MINIPORT_HARDWARE_ID L"\0";
         data_.cbSize = sizeof(data_);
-        EXPECT_TRUE(THROUGH_BENCH(SetupDiCreateDeviceInfoW)(
-            set_, L"Net", &GUID_DEVCLASS_NET, nullptr, nullptr, DICD_GENERATE_ID, &data_));
-        EXPECT_TRUE(THROUGH_BENCH(SetupDiSetDeviceRegistryPropertyW)(
+        EXPECT_TRUE(BENCHED(SetupDiCreateDeviceInfoW)(set_, L"Net", &GUID_DEVCLASS_NET, nullptr,
+                                                      nullptr, DICD_GENERATE_ID, &data_));
+        EXPECT_TRUE(BENCHED(SetupDiSetDeviceRegistryPropertyW)(
             set_, &data_, SPDRP_HARDWAREID, reinterpret_cast<const BYTE*>(ids), sizeof(ids)));
-        EXPECT_TRUE(THROUGH_BENCH(SetupDiCallClassInstaller)(DIF_REGISTERDEVICE, set_, &data_));
+        EXPECT_TRUE(BENCHED(SetupDiCallClassInstaller)(DIF_REGISTERDEVICE, set_, &data_));
     }
     ~BenchDevice() {
-        THROUGH_BENCH(SetupDiDestroyDeviceInfoList)(set_);
+        BENCHED(SetupDiDestroyDeviceInfoList)(set_);
     }
     BenchDevice(const BenchDevice&) = delete;
     BenchDevice& operator=(const BenchDevice&) = delete;
@@ -77,26 +58,26 @@ class BenchDevice {
         SP_PROPCHANGE_PARAMS change = {
             {sizeof(change.ClassInstallHeader), DIF_PROPERTYCHANGE}, stateChange, scope, profile};
         return setParams(&change.ClassInstallHeader, sizeof(change)) &&
-               THROUGH_BENCH(SetupDiChangeState)(set_, &data_);
+               BENCHED(SetupDiChangeState)(set_, &data_);
     }
     BOOL remove(DWORD scope, DWORD profile = 0) {
         SP_REMOVEDEVICE_PARAMS removal = {
             {sizeof(removal.ClassInstallHeader), DIF_REMOVE}, scope, profile};
         return setParams(&removal.ClassInstallHeader, sizeof(removal)) &&
-               THROUGH_BENCH(SetupDiRemoveDevice)(set_, &data_);
+               BENCHED(SetupDiRemoveDevice)(set_, &data_);
     }
     BOOL readParams(SP_DEVINSTALL_PARAMS_W* params) {
         *params = {};
         params->cbSize = sizeof(*params);
-        return THROUGH_BENCH(SetupDiGetDeviceInstallParamsW)(set_, &data_, params);
+        return BENCHED(SetupDiGetDeviceInstallParamsW)(set_, &data_, params);
     }
     HKEY openKey(DWORD scope, DWORD profile, DWORD type = DIREG_DRV) {
-        return THROUGH_BENCH(SetupDiOpenDevRegKey)(set_, &data_, scope, profile, type, KEY_READ);
+        return BENCHED(SetupDiOpenDevRegKey)(set_, &data_, scope, profile, type, KEY_READ);
     }
 
   private:
     BOOL setParams(SP_CLASSINSTALL_HEADER* header, DWORD size) {
-        return THROUGH_BENCH(SetupDiSetClassInstallParamsW)(set_, &data_, header, size);
+        return BENCHED(SetupDiSetClassInstallParamsW)(set_, &data_, header, size);
     }
 
     HDEVINFO set_;
