@@ -1,6 +1,6 @@
 // What SetupDiChangeState and SetupDiRemoveDevice do with a device that cannot be stopped.
 #include "harness/restart.h"
-#include "harness/through_bench.h"
+#include "harness/bench_device.h"
 
 class PendingChange : public RestartTest {
   protected:
