@@ -24,9 +24,9 @@ bool g_ending;
 
 // What is only shown, asked or waited for.
 const wchar_t* const kNoChanges[] = {
-    L"status", L"message-box",   L"dialog-open", L"dialog-close", L"sleep",          L"trace",
-    L"fault",  L"process-start", L"broadcast",   L"bad-command",  L"restart-prompt", L"misuse",
-    L"sheet"};
+    L"status",         L"message-box", L"dialog-open",   L"dialog-close", L"sleep",
+    L"trace",          L"fault",       L"process-start", L"broadcast",    L"bad-command",
+    L"restart-prompt", L"misuse",      L"sheet"};
 
 void EndIfDue() {
     if (g_ending && g_wholeChanges == 0)

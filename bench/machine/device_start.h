@@ -17,7 +17,7 @@ constexpr wchar_t kOwnAddress[] = L"OwnAddress"; // REG_BINARY: see TakeDriverVa
 
 // Values of the bench's key of a device.
 constexpr wchar_t kDisabled[] = L"Disabled"; // REG_DWORD: bit 0 globally, bit 1 in the profile
-constexpr wchar_t kStops[] = L"Stops"; // REG_DWORD: 0 when it cannot be stopped; else missing
+constexpr wchar_t kStops[] = L"Stops";       // REG_DWORD: 0 when it cannot be stopped; else missing
 constexpr wchar_t kPendingDisabled[] =
     L"PendingDisabled";                                  // REG_DWORD: Disabled from the restart on
 constexpr wchar_t kPendingRemoval[] = L"PendingRemoval"; // REG_DWORD 1: gone from the restart on
