@@ -20,7 +20,8 @@ static Texts8 Told(const Texts8& facts) {
         size_t equals = fact.find(" = ");
         std::string key = fact.substr(2, equals - 2);
         std::string value = fact.substr(equals);
-        if (key.find("service\\") == 0 || value == " = key")
+        // The teaming protocol's path comes and goes with the adapter.
+        if (key.find("service\\") == 0 || key.find("path\\qv_qvteamp") == 0 || value == " = key")
             continue;
         key = Bare(key, "device\\");
         if (key.find("ROOT\\NET\\") == 0) {

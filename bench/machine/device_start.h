@@ -10,18 +10,21 @@
 
 namespace qvmachine {
 
-// Values of the bench's key of an adapter: what its driver has read.
-constexpr wchar_t kHidden[] = L"Hidden";         // REG_DWORD: NCF_HIDDEN of Characteristics
-constexpr wchar_t kVlanInUse[] = L"VlanInUse";   // REG_DWORD: VlanID; missing: no VLAN
-constexpr wchar_t kOwnAddress[] = L"OwnAddress"; // REG_BINARY: see TakeDriverValues
+// Values of the bench's key of an adapter, what its driver has read: NCF_HIDDEN of Characteristics (0 or
+// 1), VlanID (missing: no VLAN), and what TakeDriverValues keeps.
+constexpr wchar_t kHidden[] = L"Hidden";
+constexpr wchar_t kVlanInUse[] = L"VlanInUse";
+constexpr wchar_t kOwnAddress[] = L"OwnAddress";
 
-// Values of the bench's key of a device.
-constexpr wchar_t kDisabled[] = L"Disabled"; // REG_DWORD: bit 0 globally, bit 1 in the profile
-constexpr wchar_t kStops[] = L"Stops";       // REG_DWORD: 0 when it cannot be stopped; else missing
-constexpr wchar_t kPendingDisabled[] =
-    L"PendingDisabled";                                  // REG_DWORD: Disabled from the restart on
-constexpr wchar_t kPendingRemoval[] = L"PendingRemoval"; // REG_DWORD 1: gone from the restart on
-constexpr wchar_t kPublishAt[] = L"PublishAt";           // REG_QWORD: bench milliseconds
+// Values of the bench's key of a device, numbers of 32 bits but for the last. Disabled: bit 0 globally,
+// bit 1 in the hardware profile. Stops: 0 when the device cannot be stopped, else missing.
+// PendingDisabled: Disabled from the restart on. PendingRemoval: 1 when the device is gone from the
+// restart on. PublishAt: bench milliseconds, 64 bits.
+constexpr wchar_t kDisabled[] = L"Disabled";
+constexpr wchar_t kStops[] = L"Stops";
+constexpr wchar_t kPendingDisabled[] = L"PendingDisabled";
+constexpr wchar_t kPendingRemoval[] = L"PendingRemoval";
+constexpr wchar_t kPublishAt[] = L"PublishAt";
 
 // The driver reads its driver key. Every adapter has its hidden bit read; the team miniport reads
 // VlanID; any other adapter answers with NetworkAddress as its current address. OwnAddress keeps the

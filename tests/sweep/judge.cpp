@@ -129,6 +129,8 @@ std::vector<std::string> WrongFacts(const Facts& base, const Facts& other, const
             is == ValueOf(other, path) || is == "nothing" || is == "key" ||
             (allowed & kForeign) != 0 || path.find("\\VlanBinding") != path.npos ||
             (kind & (kButtons | kState)) != 0 ||
+            // A path reports the state of its lower part.
+            ((kind & kBindings) != 0 && is == "disabled below") ||
             ((kind & (kRows | kSheet | kVlanRows)) != 0 && shown.has(kind, path, is));
         const bool others =
             IsOfBystander(path) && ((kind & kVirtualDevice) == 0 || (allowed & kOthersToo) == 0);

@@ -928,7 +928,7 @@ TEST_F(KillTest, OtherTeamsAreLeftAloneUntilTheStraysAreGone) {
     for (const std::optional<Step> leftOut :
          {std::optional(Step::Uninstall), std::optional(Step::DeleteRecord),
           std::optional<Step>()}) {
-        Kill(FirstChange(L"property-set ROOT\\NET\\0000 FRIENDLYNAME"));
+        Kill(FirstChange(L"property-set ROOT\\NET\\0001 FRIENDLYNAME"));
         Begin();
         RemoveTeams({0});
         EXPECT_EQ((Texts16{kTeam, kOtherTeam}), page->rowTexts(IDC_TEAM_LIST))

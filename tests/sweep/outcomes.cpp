@@ -418,7 +418,8 @@ unsigned KindOfFact(const std::string& path) {
         const char* end;
         unsigned kind;
     } static const kinds[] = {
-        {"path\\qv_qvteamp", "", kProtocol},
+        // Paths of the teaming protocol come and go with the adapters too.
+        {"path\\qv_qvteamp", "", kProtocol | kBindings},
         {"path\\", "", kBindings},
         {"qvteamp\\Parameters\\Adapters", "", kRecords},
         {"qvteamp", "", kProtocol},

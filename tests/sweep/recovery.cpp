@@ -109,12 +109,13 @@ const std::vector<Interruption> kInterruptions = {
 };
 
 static bool IsVirtual(const std::wstring& instance) {
-    return _wcsnicmp(instance.c_str(), L"ROOT\\", 5) == 0;
+    return _wcsnicmp(instance.c_str(), L"ROOT\\NET\\", 9) == 0;
 }
 
-// Never registered, so no device yet.
+// Never registered, or not present: Device Manager shows it among hidden devices only.
 static bool IsPhantom(const qvmachine::FoundDevice& device) {
-    return RegistryHas(device.enumPath, L"Phantom");
+    return RegistryHas(device.enumPath, L"Phantom") ||
+           RegistryHas(qvmachine::BenchDevicePath(device.instance), L"Present");
 }
 
 static bool IsDisabled(const qvmachine::FoundDevice& device) {
@@ -428,8 +429,10 @@ void RecoveryTest::Take(Step step, const Operation& operation) {
 }
 
 // What Windows keeps, as the document says: the connection of an adapter that was uninstalled by
-// hand, and the entry of a device that was not registered yet.
+// hand, below a key that is empty otherwise, and the entry of a device that was not registered yet.
 static bool StaysWithWindows(const std::string& fact) {
+    if (fact.find("- network\\{") == 0)
+        return fact.find("} = key") != std::string::npos;
     if (fact.find("+ network\\{") == 0)
         return fact.find("\\Connection\\") != std::string::npos;
     const std::string entry = "+ device\\ROOT\\NET\\";
