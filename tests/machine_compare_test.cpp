@@ -70,12 +70,18 @@ TEST(MachineCompare, ExplainsNamesOfMembersThatHadNoneOrALongOne) {
         Compared(kMember + name + "\"Port 0 of many\"\n", std::string(kMember) + kStored));
 }
 
-TEST(MachineCompare, ExplainsBindingsThatARemovalEnablesAboveMembersOnly) {
+TEST(MachineCompare, ExplainsBindingsThatARemovalEnablesAboveMembersAndTeamsOnly) {
     const std::string member = "path\\ms_implat->{A0000000-0000-4000-8000-000000000001} = ";
     const std::string other = "path\\ms_implat->{A0000000-0000-4000-8000-000000000002} = ";
     const std::string adapters = std::string(kMember) + kStored + kOther;
     EXPECT_EQ((Lines{"-" + member + "disabled lost", "+" + member + "enabled lost"}),
               Compared(adapters + member + "disabled\n", adapters + member + "enabled\n"));
+    const std::string team = "path\\ms_implat->{B0000000-0000-4000-8000-000000000001} = ";
+    const std::string virtualAdapter = "device\\ROOT\\NET\\0001\\driver\\NetCfgInstanceId = REG_SZ "
+                                       "\"{B0000000-0000-4000-8000-000000000001}\"\n";
+    EXPECT_EQ(
+        (Lines{"-" + team + "disabled below lost", "+" + team + "enabled lost"}),
+        Compared(virtualAdapter + team + "disabled below\n", virtualAdapter + team + "enabled\n"));
     EXPECT_EQ((Lines{"-" + member + "enabled ?", "+" + member + "disabled ?"}),
               Compared(adapters + member + "enabled\n", adapters + member + "disabled\n"));
     EXPECT_EQ((Lines{"-" + other + "disabled ?", "+" + other + "enabled ?"}),

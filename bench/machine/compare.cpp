@@ -12,6 +12,7 @@ using Facts = std::map<std::string, std::string>;
 // A member's name is stored with all the bytes of its buffer, whatever its length.
 const char kStoredSize[] = " (512 bytes)";
 const char kDevice[] = "device\\";
+const char kVirtualDevice[] = "device\\ROOT\\NET\\";
 const char kName[] = "\\enum\\FriendlyName";
 const char kAddress[] = "\\driver\\NetworkAddress";
 const char kInstanceId[] = "\\driver\\NetCfgInstanceId";
@@ -93,19 +94,24 @@ class Comparison {
     }
 
   private:
-    // A former member of a team is a device whose name the program has stored.
+    // A former member of a team is a device whose name the program has stored. A team's adapter may have
+    // been the host of a VLAN.
     void FindFormerMembers() {
         for (const auto& [path, value] : after_) {
-            if (!EndsWith(path, kName) || !EndsWith(value, kStoredSize)) {
-                continue;
+            if (EndsWith(path, kName) && EndsWith(value, kStoredSize)) {
+                const std::string device = path.substr(0, path.size() - sizeof(kName) + 1);
+                memberDevices_.insert(device);
+                AddRebound(ValueOf(after_, device + kInstanceId));
+            } else if (StartsWith(path, kVirtualDevice) && EndsWith(path, kInstanceId)) {
+                AddRebound(value);
             }
-            const std::string device = path.substr(0, path.size() - sizeof(kName) + 1);
-            memberDevices_.insert(device);
-            const std::string guid = ValueOf(after_, device + kInstanceId);
-            const size_t brace = guid.find('{');
-            if (brace != std::string::npos) {
-                memberGuids_.insert(guid.substr(brace, 38));
-            }
+        }
+    }
+
+    void AddRebound(const std::string& guid) {
+        const size_t brace = guid.find('{');
+        if (brace != std::string::npos) {
+            reboundGuids_.insert(guid.substr(brace, 38));
         }
     }
 
@@ -139,10 +145,10 @@ class Comparison {
                             const std::string& now) const {
         if (StartsWith(path, "path\\")) {
             const size_t guid = path.find("->{");
-            const bool ofMember =
-                guid != std::string::npos && memberGuids_.count(path.substr(guid + 2)) != 0;
-            return ofMember && StartsWith(old, "disabled") && now == "enabled"
-                       ? "a removal enables every binding above a member, also one that was off"
+            const bool rebound =
+                guid != std::string::npos && reboundGuids_.count(path.substr(guid + 2)) != 0;
+            return rebound && StartsWith(old, "disabled") && now == "enabled"
+                       ? "a removal enables every binding above the adapter, also one that was off"
                        : nullptr;
         }
         const std::string device = DeviceOf(path);
@@ -196,7 +202,7 @@ class Comparison {
     const Facts before_;
     const Facts after_;
     std::set<std::string> memberDevices_; // "device\INSTANCE"
-    std::set<std::string> memberGuids_;
+    std::set<std::string> reboundGuids_;
 };
 
 } // namespace
