@@ -838,11 +838,7 @@ class LockedVlans : public VlanPageTest {
   protected:
     // The host's page on a machine whose configuration is held so long.
     void OpenLocked(SheetOf host, DWORD seconds, bool withVlan) {
-        Ports(2);
-        if (host.nic != 0)
-            AddTeam(L"Uplink", 0, 1, {L"port0", L"port1"});
-        if (withVlan)
-            AddVlan(host.nic == 0 ? L"port0" : L"team-1", 10, L"Voice");
+        DescribeHost(host, withVlan);
         machine.lockHolder = L"Other Tool";
         machine.lockSeconds = seconds;
         OpenPage(host);

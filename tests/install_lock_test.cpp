@@ -80,11 +80,7 @@ TEST_F(TeamUnderLock, IsCreatedThenWhereTheInstallationNeedsNone) {
 class VlanUnderLock : public VlanPageTest {
   protected:
     void OpenUnderLock(SheetOf host, bool needsLock, bool withVlan) {
-        Ports(2);
-        if (host.nic != 0)
-            AddTeam(L"Uplink", 0, 1, {L"port0", L"port1"});
-        if (withVlan)
-            AddVlan(host.nic == 0 ? L"port0" : L"team-1", 10, L"Voice");
+        DescribeHost(host, withVlan);
         machine.installNeedsLock = needsLock;
         OpenPage(host);
         Lock();

@@ -44,7 +44,7 @@ struct CallState : Selection {
 CallState* CallOf(const std::string& name);
 
 // Counts a call, waits while it is held; true when it has to fail.
-//   detail  what the call asks for; "" when it has no detail or nobody has named one
+//   detail  what the call asks for; "" when it has no detail or no command has named the detail
 bool TakeCallOf(CallState* call, const char* name, const std::string& detail, Failure* failure);
 
 } // namespace bench

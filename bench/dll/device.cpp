@@ -35,6 +35,11 @@ std::wstring DriverKey(const std::wstring& instanceId) {
     return L"System\\CurrentControlSet\\Control\\Class\\" + driver;
 }
 
+std::wstring AdapterGuid(const std::wstring& instanceId) {
+    std::wstring driver = DriverKey(instanceId);
+    return driver.empty() ? driver : ReadText(driver, L"NetCfgInstanceId");
+}
+
 bool IsRegistered(const std::wstring& instanceId) {
     return KeyExists(EnumKey(instanceId)) && ReadNumber(EnumKey(instanceId), L"Phantom", 0) == 0;
 }

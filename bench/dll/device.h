@@ -20,6 +20,9 @@ std::wstring BenchDeviceKey(const std::wstring& instanceId);
 // The device's driver key below HKEY_LOCAL_MACHINE; "" when it has none.
 std::wstring DriverKey(const std::wstring& instanceId);
 
+// The device's NetCfgInstanceId; "" when it has no driver key or no such value.
+std::wstring AdapterGuid(const std::wstring& instanceId);
+
 // A device that exists only in a set of the program is not registered.
 bool IsRegistered(const std::wstring& instanceId);
 

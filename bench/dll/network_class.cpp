@@ -26,11 +26,6 @@ std::wstring AdapterKey(const std::wstring& guid) {
     return std::wstring(kAdaptersKey) + L"\\" + guid;
 }
 
-std::wstring AdapterGuid(const std::wstring& instanceId) {
-    std::wstring driver = DriverKey(instanceId);
-    return driver.empty() ? driver : ReadText(driver, L"NetCfgInstanceId");
-}
-
 // The driver creates and deletes its devices by the adapters' data when it is told to look.
 void TellDriver() {
     HANDLE control = CreateFileW(QVNIC_CONTROL_PATH, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,

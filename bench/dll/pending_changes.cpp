@@ -9,8 +9,7 @@ namespace bench {
 namespace {
 
 bool IsStarted(const std::wstring& instanceId) {
-    const std::wstring driver = DriverKey(instanceId);
-    const std::wstring guid = driver.empty() ? driver : ReadText(driver, L"NetCfgInstanceId");
+    const std::wstring guid = AdapterGuid(instanceId);
     return !guid.empty() &&
            ReadNumber(std::wstring(kAdaptersKey) + L"\\" + guid, L"Started", 0) != 0;
 }

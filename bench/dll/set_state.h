@@ -19,7 +19,7 @@ struct DeviceState {
     bool driverSelected;  // Wine can select a driver but not give it up again
     bool needsReboot;     // a change of the device waits for the restart of the machine
     std::shared_ptr<SP_DEVINSTALL_PARAMS_W> paramsOfRemoved; // null: the device is not removed
-    std::wstring unread; // the call that asks for a restart in parameters that nobody has read yet
+    std::wstring unread; // the call that requested a restart; empty once the parameters are read
     DWORD failedReads;   // forced failures of such reads when that call returned
 };
 

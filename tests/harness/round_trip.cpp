@@ -36,8 +36,12 @@ void RoundTripTest::ComeBackTo(const std::string& dump) {
 }
 
 Texts8 RoundTripTest::NotBack() const {
+    return NotBack(MachineDump());
+}
+
+Texts8 RoundTripTest::NotBack(const std::string& dump) const {
     Texts8 changed;
-    for (const DumpChange& change : MachineCompare(before_, MachineDump())) {
+    for (const DumpChange& change : MachineCompare(before_, dump)) {
         const bool bindingOn = change.reason != nullptr && change.line.find("path\\") == 0;
         if (change.trace || (isDeployed() && bindingOn))
             continue;
@@ -48,10 +52,10 @@ Texts8 RoundTripTest::NotBack() const {
 }
 
 void RoundTripTest::ExpectBack(const Texts8& but) {
-    ExpectFacts(but, NotBack());
+    const std::string dump = MachineDump();
+    ExpectFacts(but, NotBack(dump));
     if (!isDeployed())
         return;
-    const std::string dump = MachineDump();
     for (const MachineAdapter& adapter : machine.adapters) {
         const std::string guid(adapter.guid.begin(), adapter.guid.end());
         const std::string device =

@@ -43,6 +43,7 @@ class RoundTripTest : public RemovalTest {
     static void RemoveVlans(const GUID& host, std::vector<GUID> vlans, BOOL isTeam);
 
   private:
+    Texts8 NotBack(const std::string& dump) const;
     std::vector<int> PortRows() const;
     bool isDeployed() const {
         return machine.componentSet != L"default";

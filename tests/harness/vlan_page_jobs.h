@@ -54,6 +54,14 @@ class VlanPageTest : public CreationTest {
         vlans = std::make_unique<VlanPageHost>(hostOf_);
         ClearJournal();
     }
+    // Two ports, in a team unless the host is a port; with a VLAN on the host if asked for.
+    void DescribeHost(SheetOf host, bool withVlan) {
+        Ports(2);
+        if (host.nic != 0)
+            AddTeam(L"Uplink", 0, 1, {L"port0", L"port1"});
+        if (withVlan)
+            AddVlan(host.nic == 0 ? L"port0" : L"team-1", 10, L"Voice");
+    }
     // A port alone; a team of two.
     void OpenOnPort(const std::vector<std::pair<DWORD, std::wstring>>& vlansOfPort = {}) {
         Ports(1);
