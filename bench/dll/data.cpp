@@ -3,6 +3,7 @@
 #include <cwchar>
 
 #include "lock.h"
+#include "value_bytes.h"
 
 namespace bench {
 
@@ -29,13 +30,7 @@ std::vector<BYTE> ReadValue(const std::wstring& path, const wchar_t* name, DWORD
     HKEY key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return bytes;
-    DWORD size = 0;
-    if (RegQueryValueExW(key, name, nullptr, type, nullptr, &size) == ERROR_SUCCESS) {
-        bytes.resize(size);
-        if (RegQueryValueExW(key, name, nullptr, type, bytes.data(), &size) != ERROR_SUCCESS)
-            size = 0;
-        bytes.resize(size);
-    }
+    ReadValueBytes(key, name, type, &bytes);
     RegCloseKey(key);
     return bytes;
 }

@@ -1,5 +1,7 @@
 #include "registry.h"
 
+#include "value_bytes.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -84,15 +86,9 @@ void Key::Set(const std::wstring& name, DWORD number) const {
 }
 
 static std::vector<BYTE> Read(HKEY key, const std::wstring& name) {
-    DWORD size = 0;
-    if (!key ||
-        RegQueryValueExW(key, name.c_str(), nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
-        return {};
-    }
-    std::vector<BYTE> data(size);
-    if (RegQueryValueExW(key, name.c_str(), nullptr, nullptr, data.data(), &size) !=
-        ERROR_SUCCESS) {
-        return {};
+    std::vector<BYTE> data;
+    if (key) {
+        ReadValueBytes(key, name.c_str(), nullptr, &data);
     }
     return data;
 }
@@ -126,24 +122,31 @@ DWORD Key::Number(const std::wstring& name, DWORD missing) const {
 }
 
 std::optional<MachineValue> Key::Value(const std::wstring& name) const {
-    DWORD type = REG_NONE;
-    if (!handle_ || RegQueryValueExW(handle_, name.c_str(), nullptr, &type, nullptr, nullptr) !=
-                        ERROR_SUCCESS) {
+    MachineValue value = {name, REG_NONE, {}};
+    if (!handle_ ||
+        ReadValueBytes(handle_, name.c_str(), &value.type, &value.data) != ERROR_SUCCESS) {
         return std::nullopt;
     }
-    return MachineValue{name, type, Read(handle_, name)};
+    return value;
 }
 
 std::vector<MachineValue> Key::Values() const {
     std::vector<MachineValue> values;
-    for (DWORD index = 0; handle_; index++) {
-        wchar_t name[16384];
-        DWORD chars = ARRAYSIZE(name), type = REG_NONE;
-        if (RegEnumValueW(handle_, index, name, &chars, nullptr, &type, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
+    std::vector<wchar_t> name(16384);
+    std::vector<BYTE> data(kUsualValueBytes);
+    LSTATUS status = handle_ ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS;
+    for (DWORD index = 0; status == ERROR_SUCCESS; index++) {
+        DWORD chars = static_cast<DWORD>(name.size()), type = REG_NONE;
+        DWORD bytes = static_cast<DWORD>(data.size());
+        status =
+            RegEnumValueW(handle_, index, name.data(), &chars, nullptr, &type, data.data(), &bytes);
+        if (status == ERROR_MORE_DATA) {
+            data.resize(bytes);
+            status = ERROR_SUCCESS;
+            index--;
+        } else if (status == ERROR_SUCCESS) {
+            values.push_back({{name.data(), chars}, type, {data.begin(), data.begin() + bytes}});
         }
-        values.push_back({name, type, Read(handle_, name)});
     }
     return values;
 }

@@ -1,5 +1,7 @@
 #include "netcfg_key.h"
 
+#include "value_bytes.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -43,18 +45,12 @@ NetCfgKey::operator bool() const {
 }
 
 std::vector<BYTE> NetCfgKey::Bytes(const wchar_t* name, DWORD type) const {
-    DWORD found = 0;
-    DWORD length = 0;
-    if (key_ == nullptr ||
-        RegQueryValueExW(key_, name, nullptr, &found, nullptr, &length) != ERROR_SUCCESS ||
+    DWORD found = REG_NONE;
+    std::vector<BYTE> bytes;
+    if (key_ == nullptr || ReadValueBytes(key_, name, &found, &bytes) != ERROR_SUCCESS ||
         found != type) {
         return {};
     }
-    std::vector<BYTE> bytes(length);
-    if (RegQueryValueExW(key_, name, nullptr, &found, bytes.data(), &length) != ERROR_SUCCESS) {
-        return {};
-    }
-    bytes.resize(length);
     return bytes;
 }
 

@@ -82,8 +82,8 @@ std::vector<PlannedFault> ReadPlan(const std::string& path) {
     return plan;
 }
 
-void WritePlan(const ChildTask& task, const std::vector<CallCount>& counts) {
-    const Plan whole = MakePlan(counts);
+void WritePlan(const ChildTask& task, const CallsByName& calls) {
+    const Plan whole = MakePlan(calls);
     for (const std::string& call : whole.leftOut)
         Tell("left-out " + call);
     for (const std::string& call : whole.unknown)
@@ -166,7 +166,7 @@ int RunChild(const ChildTask& task) {
     if (GetFileAttributesA(task.plan.c_str()) == INVALID_FILE_ATTRIBUTES) {
         Tell("calls " + std::to_string(baseline.first.calls));
         TellComplaints(0, "without a fault: ", JudgeBaseline(task.operation, baseline));
-        WritePlan(task, runner.counts());
+        WritePlan(task, runner.calls());
     }
 
     const std::vector<PlannedFault> plan = ReadPlan(task.plan);

@@ -176,28 +176,33 @@ static bool IsDecidedByTheError(const std::string& call) {
     return false;
 }
 
-Plan MakePlan(const std::vector<CallCount>& counts) {
+Plan MakePlan(const CallsByName& calls) {
     Plan plan;
-    for (const CallCount& counted : counts) {
+    for (const auto& [call, fail] : calls) {
         CallErrors errors;
-        if (!ErrorsOf(counted.call, &errors)) {
-            plan.unknown.push_back(counted.call);
+        if (!ErrorsOf(call, &errors)) {
+            plan.unknown.push_back(call);
             continue;
         }
         if (errors.errors.empty()) {
-            plan.leftOut.push_back(counted.call + " " + std::to_string(counted.count) + " " +
-                                   errors.reason);
+            plan.leftOut.push_back(call + " " + std::to_string(fail.size()) + " " + errors.reason);
             continue;
         }
+        if (const auto alike = std::count(fail.begin(), fail.end(), false))
+            plan.leftOut.push_back(call + " " + std::to_string(alike) + " of " +
+                                   std::to_string(fail.size()) +
+                                   " are in the middle of rounds that are alike");
         // The errors take turns; the two ways of failing do not always get the same one. Calls of
         // which there are fewer than errors get them all, and so do those whose errors decide.
         const size_t every = errors.errors.size();
-        const bool each = counted.count < every || IsDecidedByTheError(counted.call);
-        for (unsigned nth = 1; nth <= counted.count; nth++) {
+        const bool each = fail.size() < every || IsDecidedByTheError(call);
+        for (unsigned nth = 1; nth <= fail.size(); nth++) {
+            if (!fail[nth - 1])
+                continue;
             for (bool all : {false, true}) {
                 for (size_t more = 0; more < (each ? every : 1); more++) {
                     const size_t turn = (nth - 1 + (all ? 1 : 0) + more) % every;
-                    plan.faults.push_back({counted.call, nth, all, errors.errors[turn]});
+                    plan.faults.push_back({call, nth, all, errors.errors[turn]});
                 }
             }
         }

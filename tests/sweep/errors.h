@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,14 +23,12 @@ struct PlannedFault {
     DWORD error = 0;
 };
 
-// How often each call is to fail, and what is left out.
+// Which calls are to fail, and what is left out.
 struct Plan {
     std::vector<PlannedFault> faults;
     std::vector<std::string> leftOut; // "CALL COUNT reason"
     std::vector<std::string> unknown;
 };
-struct CallCount {
-    std::string call;
-    unsigned count;
-};
-Plan MakePlan(const std::vector<CallCount>& counts);
+// For all calls of one name, in order: whether each is made to fail.
+using CallsByName = std::map<std::string, std::vector<bool>>;
+Plan MakePlan(const CallsByName& calls);

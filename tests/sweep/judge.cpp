@@ -132,8 +132,9 @@ std::vector<std::string> WrongFacts(const Facts& base, const Facts& other, const
             // A path reports the state of its lower part.
             ((kind & kBindings) != 0 && is == "disabled below") ||
             ((kind & (kRows | kSheet | kVlanRows)) != 0 && shown.has(kind, path, is));
-        const bool others =
-            IsOfBystander(path) && ((kind & kVirtualDevice) == 0 || (allowed & kOthersToo) == 0);
+        // A protocol that is installed binds to all adapters.
+        const bool others = IsOfBystander(path) && ValueOf(base, path) == ValueOf(other, path) &&
+                            ((kind & kVirtualDevice) == 0 || (allowed & kOthersToo) == 0);
         if ((kind & allowed) == 0 || !known || others)
             wrong.push_back("[" + KindNames(kind) + "] " + path + " is " + is + ", not " +
                             ValueOf(base, path));
@@ -278,11 +279,17 @@ void JudgeWindows(const Observed& run, bool waitOpen, Complaints* complaints) {
                                                     " ms of bench time"});
 }
 
+// Whether the operation installs the protocol, which binds to all adapters then.
+bool InstallsProtocol(const std::string& operation) {
+    return Begins(operation, "install-");
+}
+
 // The facts of what an operation is not about, as lines.
-std::set<std::string> Bystanders(const Facts& facts) {
+std::set<std::string> Bystanders(const std::string& operation, const Facts& facts) {
     std::set<std::string> lines;
     for (const auto& [path, value] : facts) {
-        if (IsOfBystander(path))
+        const bool isInstalled = InstallsProtocol(operation) && Begins(path, "path\\qv_qvteamp->");
+        if (IsOfBystander(path) && !isInstalled)
             lines.insert(path + " = " + value);
     }
     return lines;
@@ -399,7 +406,7 @@ Complaints JudgeRun(const std::string& operation, const Baseline& baseline,
         textsFit = true;
         unsigned deviations = allowance.deviations | outcome->deviations;
         // The protocol is installed before anything of the job begins, and stays.
-        if (Begins(operation, "install-") && !outcome->done)
+        if (InstallsProtocol(operation) && !outcome->done)
             deviations |= kProtocol;
         const Facts& base = outcome->done ? baseline.first.facts : baseline.before;
         const Facts& other = outcome->done ? baseline.before : baseline.first.facts;
@@ -494,8 +501,9 @@ Complaints JudgeBaseline(const std::string& operation, const Baseline& baseline)
     if (!ReadsListsAnew(operation) &&
         StateOf(operation, baseline.before) == StateOf(operation, baseline.first.facts))
         complaints.push_back({Complaint::Wrong, "nothing was done"});
-    const std::set<std::string> others = Bystanders(baseline.before);
-    if (others != Bystanders(baseline.first.facts) || others != Bystanders(baseline.again.facts))
+    const std::set<std::string> others = Bystanders(operation, baseline.before);
+    if (others != Bystanders(operation, baseline.first.facts) ||
+        others != Bystanders(operation, baseline.again.facts))
         complaints.push_back({Complaint::Wrong, "bystanders are not left alone"});
     return complaints;
 }

@@ -3,6 +3,7 @@
 #include "harness/machine_test.h"
 #include "harness/network.h"
 #include "qvnetcfg.h"
+#include "rounds.h"
 
 #include "app/team_page.h"
 #include "include/resource.h"
@@ -218,7 +219,8 @@ void Runner::begin() {
     operation_->open(&stage_);
 }
 
-Observed Runner::observe(void (*press)(Stage*), unsigned long ceiling) {
+Observed Runner::observe(void (*press)(Stage*), unsigned long ceiling,
+                         std::vector<CallSeen>* calls) {
     Observed seen;
     ClearJournal();
     Bench(L"reset-open");
@@ -229,10 +231,9 @@ Observed Runner::observe(void (*press)(Stage*), unsigned long ceiling) {
     stage_.ticked = 0;
     press(&stage_);
     seen.calls = CallsSeen();
-    counts_.clear();
-    for (const auto& [call, count] : CallCountsSeen())
-        counts_.push_back({call, count});
     seen.faults = FaultsSeen();
+    if (calls != nullptr)
+        *calls = AllCallsSeen();
     Bench(L"clear");
     PageHost::Pump();
     seen.benchMilliseconds = BenchNow() - begin;
@@ -259,11 +260,17 @@ Baseline Runner::baseline() {
     runs.before = machineFacts();
     for (const auto& fact : ShownFacts(stage_))
         runs.before.insert(fact);
-    runs.first = observe(operation_->act, 0);
-    const std::vector<CallCount> counts = counts_;
+    runs.first = observe(operation_->act, 0, &calls_);
     runs.again = observe(operation_->again, 0);
-    counts_ = counts;
     return runs;
+}
+
+CallsByName Runner::calls() const {
+    const std::vector<bool> fail = CallsThatFail(calls_);
+    CallsByName calls;
+    for (size_t i = 0; i < calls_.size(); i++)
+        calls[calls_[i].call].push_back(fail[i]);
+    return calls;
 }
 
 void Runner::run(const PlannedFault& fault, const Baseline& baseline, Observed* first,

@@ -22,13 +22,13 @@ class Runner {
     bool pageWorks();
 
     // Of the baseline's first run.
-    const std::vector<CallCount>& counts() const {
-        return counts_;
-    }
+    CallsByName calls() const;
 
   private:
     void begin();
-    Observed observe(void (*press)(Stage* stage), unsigned long ceiling);
+    // `calls`, when given, receives every call of the press.
+    Observed observe(void (*press)(Stage* stage), unsigned long ceiling,
+                     std::vector<CallSeen>* calls = nullptr);
     Facts machineFacts();
     void close();
 
@@ -36,5 +36,5 @@ class Runner {
     std::unique_ptr<Snapshot> snapshot_;
     Facts machineBefore_;
     Stage stage_;
-    std::vector<CallCount> counts_;
+    std::vector<CallSeen> calls_;
 };

@@ -4,9 +4,9 @@
 
 namespace {
 
-// Where the machine is kept; the key that is watched is there whether the other one is or not.
+// Where the machine is kept. A key that may be missing is watched from its parent while it is.
 struct Place {
-    const wchar_t* watched;
+    const wchar_t* parent;
     const wchar_t* below;
 };
 #define CONTROL L"System\\CurrentControlSet\\Control"
@@ -79,6 +79,8 @@ void Write(HKEY key, const RegistryTree& wanted, const RegistryTree& now) {
     }
     for (const auto& [name, tree] : wanted.keys) {
         auto found = now.keys.find(name);
+        if (found != now.keys.end() && found->second == tree)
+            continue;
         HKEY below;
         if (RegCreateKeyExW(key, name.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below,
                             nullptr) == ERROR_SUCCESS) {
@@ -92,30 +94,48 @@ void Write(HKEY key, const RegistryTree& wanted, const RegistryTree& now) {
 
 struct Snapshot::Root {
     const Place* place;
-    HKEY watched = nullptr;
+    HKEY parent = nullptr;
+    HKEY watched = nullptr; // below the parent, or the parent
     HANDLE written = nullptr;
+    bool touched = false;
     bool exists = false;
     RegistryTree tree;
 
     explicit Root(const Place* at) : place(at) {
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, at->watched, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                        &watched, nullptr);
+        RegCreateKeyExW(HKEY_LOCAL_MACHINE, at->parent, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                        &parent, nullptr);
         written = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         tree = now(&exists);
         watch();
     }
     ~Root() {
-        RegCloseKey(watched);
+        unwatch();
+        RegCloseKey(parent);
         CloseHandle(written);
     }
+    void unwatch() {
+        if (watched != parent)
+            RegCloseKey(watched);
+    }
+    // A watch ends with its first event, and with its key.
     void watch() {
-        // A watch ends with its first event.
+        if (RegOpenKeyExW(parent, place->below, 0, KEY_READ, &watched) != ERROR_SUCCESS)
+            watched = parent;
         RegNotifyChangeKeyValue(watched, TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
                                 written, TRUE);
     }
+    bool takeEvent() {
+        return WaitForSingleObject(written, 0) == WAIT_OBJECT_0;
+    }
+    void watchAnew() {
+        unwatch();
+        watch();
+        takeEvent(); // of the writing before, or of the old watch's end
+        touched = false;
+    }
     RegistryTree now(bool* there) const {
         HKEY key;
-        *there = RegOpenKeyExW(watched, place->below, 0, KEY_READ, &key) == ERROR_SUCCESS;
+        *there = RegOpenKeyExW(parent, place->below, 0, KEY_READ, &key) == ERROR_SUCCESS;
         if (!*there)
             return {};
         RegistryTree read = Read(key);
@@ -127,8 +147,8 @@ struct Snapshot::Root {
         RegistryTree found = now(&there);
         HKEY key;
         if (!exists && there)
-            RegDeleteTreeW(watched, place->below);
-        if (exists && RegCreateKeyExW(watched, place->below, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+            RegDeleteTreeW(parent, place->below);
+        if (exists && RegCreateKeyExW(parent, place->below, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                                       &key, nullptr) == ERROR_SUCCESS) {
             Write(key, tree, found);
             RegCloseKey(key);
@@ -144,21 +164,25 @@ Snapshot::Snapshot() {
 Snapshot::~Snapshot() = default;
 
 bool Snapshot::touched() {
-    for (auto& root : roots_)
-        touched_ |= WaitForSingleObject(root->written, 0) == WAIT_OBJECT_0;
-    return touched_;
+    bool any = false;
+    for (auto& root : roots_) {
+        root->touched |= root->takeEvent();
+        any |= root->touched;
+    }
+    return any;
 }
 
 void Snapshot::restore() {
     if (!touched())
         return;
-    for (auto& root : roots_)
-        root->restore();
-    DriverSync();
     for (auto& root : roots_) {
-        root->watch();
-        WaitForSingleObject(root->written, 0);
+        if (root->touched)
+            root->restore();
     }
-    // The events of the writing above came to watches that had ended or have just been drained.
-    touched_ = false;
+    DriverSync();
+    touched(); // what the driver has written is its answer to what was brought back
+    for (auto& root : roots_) {
+        if (root->touched)
+            root->watchAnew();
+    }
 }

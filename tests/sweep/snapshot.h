@@ -21,6 +21,10 @@ struct RegistryValue {
 struct RegistryTree {
     std::map<std::wstring, RegistryValue> values;
     std::map<std::wstring, RegistryTree> keys;
+
+    bool operator==(const RegistryTree& other) const {
+        return values == other.values && keys == other.keys;
+    }
 };
 
 class Snapshot {
@@ -41,5 +45,4 @@ class Snapshot {
   private:
     struct Root;
     std::vector<std::unique_ptr<Root>> roots_;
-    bool touched_ = false;
 };

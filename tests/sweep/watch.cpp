@@ -3,6 +3,7 @@
 #include "bench.h"
 #include "harness/import_instead.h"
 
+#include <atomic>
 #include <cstdio>
 #include <mutex>
 
@@ -10,19 +11,27 @@ namespace {
 
 std::mutex g_lock;
 std::vector<CallSeen>& g_faults = *new std::vector<CallSeen>;
-std::map<std::string, unsigned>& g_counts = *new std::map<std::string, unsigned>;
+std::vector<CallSeen>& g_all = *new std::vector<CallSeen>;
 unsigned long g_calls;
+std::atomic<unsigned> g_entries;
 unsigned long g_ceiling;
 LastWords g_lastWords;
 DWORD g_slot = TLS_OUT_OF_INDEXES;
 
-std::vector<std::string>& Routines() {
-    auto routines = static_cast<std::vector<std::string>*>(TlsGetValue(g_slot));
-    if (routines == nullptr) {
-        routines = new std::vector<std::string>;
-        TlsSetValue(g_slot, routines);
+// Where a thread is.
+CallSeen& Here() {
+    auto here = static_cast<CallSeen*>(TlsGetValue(g_slot));
+    if (here == nullptr) {
+        here = new CallSeen;
+        TlsSetValue(g_slot, here);
     }
-    return *routines;
+    return *here;
+}
+
+CallSeen CallHere(const std::string& call) {
+    CallSeen seen = Here();
+    seen.call = call;
+    return seen;
 }
 
 std::string NameOf(const std::string& line) {
@@ -30,10 +39,11 @@ std::string NameOf(const std::string& line) {
 }
 
 void Leave(const std::string& name) {
-    std::vector<std::string>& routines = Routines();
-    for (size_t i = routines.size(); i-- > 0;) {
-        if (NameOf(routines[i]) == name) {
-            routines.resize(i);
+    CallSeen& here = Here();
+    for (size_t i = here.routines.size(); i-- > 0;) {
+        if (NameOf(here.routines[i]) == name) {
+            here.routines.resize(i);
+            here.entries.resize(i);
             return;
         }
     }
@@ -48,11 +58,12 @@ void WINAPI TakeTrace(const wchar_t* line) {
     }
     const std::string step = "   CreateTeam: step ";
     if (text.compare(0, 3, "-->") == 0) {
-        Routines().push_back(text.substr(3));
+        Here().routines.push_back(text.substr(3));
+        Here().entries.push_back(++g_entries);
     } else if (text.compare(0, 3, "<--") == 0) {
         Leave(NameOf(text.substr(3)));
     } else if (text.compare(0, step.size(), step) == 0) {
-        for (std::string& routine : Routines()) {
+        for (std::string& routine : Here().routines) {
             if (NameOf(routine) == "CreateTeam")
                 routine = "CreateTeam." + text.substr(step.size());
         }
@@ -65,13 +76,14 @@ void WINAPI SeeCall(const char* name, BOOL fails) {
     bool tooMany;
     {
         std::lock_guard<std::mutex> guard(g_lock);
-        g_counts[name]++;
+        if (g_ceiling == 0)
+            g_all.push_back(CallHere(name));
         tooMany = ++g_calls > g_ceiling && g_ceiling != 0;
         if (fails)
-            g_faults.push_back({name, Routines()});
+            g_faults.push_back(CallHere(name));
     }
     if (tooMany) {
-        CallSeen here = {name, Routines()};
+        const CallSeen here = CallHere(name);
         g_lastWords(kEndHang,
                     "no end after " + std::to_string(g_ceiling) + " calls: " + here.text());
         TerminateProcess(GetCurrentProcess(), kEndHang);
@@ -104,7 +116,7 @@ LONG CALLBACK SeeException(EXCEPTION_POINTERS* exception) {
     snprintf(where, sizeof(where), "exception 0x%08lX at %s+0x%llx", code,
              strrchr(name, '\\') ? strrchr(name, '\\') + 1 : name,
              static_cast<unsigned long long>(address - reinterpret_cast<char*>(module)));
-    CallSeen here = {where, Routines()};
+    const CallSeen here = CallHere(where);
     g_lastWords(kEndCrash, here.text());
     TerminateProcess(GetCurrentProcess(), kEndCrash);
     return EXCEPTION_CONTINUE_SEARCH;
@@ -131,10 +143,11 @@ void WatchProgram(LastWords lastWords) {
 void WatchRun(unsigned long ceiling) {
     std::lock_guard<std::mutex> guard(g_lock);
     g_faults.clear();
-    g_counts.clear();
+    g_all.clear();
     g_calls = 0;
     g_ceiling = ceiling;
-    Routines().clear();
+    g_entries = 0;
+    Here() = {};
 }
 
 std::vector<CallSeen> FaultsSeen() {
@@ -147,7 +160,7 @@ unsigned long CallsSeen() {
     return g_calls;
 }
 
-std::map<std::string, unsigned> CallCountsSeen() {
+std::vector<CallSeen> AllCallsSeen() {
     std::lock_guard<std::mutex> guard(g_lock);
-    return g_counts;
+    return g_all;
 }

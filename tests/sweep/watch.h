@@ -5,7 +5,6 @@
 
 #include <windows.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -14,6 +13,7 @@
 struct CallSeen {
     std::string call;
     std::vector<std::string> routines;
+    std::vector<unsigned> entries; // of each routine, counted over the run
 
     std::string text() const; // "call in routine < routine < routine"
 };
@@ -26,12 +26,12 @@ using LastWords = void (*)(EndOfRun end, const std::string& what);
 // Once per process. The core has to be attached to the bench.
 void WatchProgram(LastWords lastWords);
 
-// Forgets what was seen. `ceiling`: calls that the run may make; 0 counts without a limit.
+// Forgets what was seen. `ceiling`: calls that the run may make; 0 sets no limit and keeps every call.
 void WatchRun(unsigned long ceiling);
 
 // Made to fail since then, in order.
 std::vector<CallSeen> FaultsSeen();
 unsigned long CallsSeen();
 
-// Counts by name since then.
-std::map<std::string, unsigned> CallCountsSeen();
+// Every call since then, in order, when it was begun without a limit.
+std::vector<CallSeen> AllCallsSeen();
