@@ -321,6 +321,12 @@ bool MayComeAgain(const OutcomeRule& outcome, const Baseline& baseline, const Ob
            });
 }
 
+// An address as a driver key has it, without type and quotes.
+std::string AddressIn(const std::string& value) {
+    const size_t quote = value.find('"');
+    return quote == value.npos ? value : value.substr(quote + 1, value.rfind('"') - quote - 1);
+}
+
 // The same press without a fault, on what is neither the machine before nor the one behind a success:
 // it ends as a success does, but for what the first run has left otherwise, or in an outcome that may
 // come again. Empty when it did; else what was wrong with the outcome that fits best.
@@ -361,7 +367,7 @@ std::string NotBetween(const std::string& operation, const Baseline& baseline, c
             "device\\ROOT\\NET\\" + *meant.begin() + "\\driver\\NetworkAddress";
         Facts now = WithoutAdapters(again.facts, strays);
         if (now.count(address) != 0 && expected->facts.count(first) != 0)
-            now = Renamed(now, now.at(address), expected->facts.at(first));
+            now = Renamed(now, AddressIn(now.at(address)), AddressIn(expected->facts.at(first)));
         now = Renamed(now, *made.begin(), *meant.begin());
         if (fits(expected->facts, run.facts, now, strays.empty() ? allowed : allowed | kRows))
             return "";
