@@ -80,6 +80,7 @@ build_preset debug --target bench
 rm -rf "$DEMO"
 mkdir -p "$DEMO"
 bench_up "$WINDOW"
+stay_on_processor 0
 cd "$ROOT/build/debug"
 if [[ -n $WINDOW ]]; then
   [[ -e $MACHINE ]] && MACHINE=$(winepath -w "$MACHINE")
