@@ -13,13 +13,6 @@
 #include <stdlib.h>
 #include <strsafe.h>
 
-typedef BOOL(WINAPI* DiInstallDeviceFn)(HWND parent, HDEVINFO deviceInfoSet,
-                                        PSP_DEVINFO_DATA deviceInfoData,
-                                        PSP_DRVINFO_DATA_W driverInfoData, DWORD flags,
-                                        PBOOL needReboot);
-typedef BOOL(WINAPI* UpdateDriverFn)(HWND parent, LPCWSTR hardwareId, LPCWSTR fullInfPath,
-                                     DWORD installFlags, PBOOL rebootRequired);
-
 constexpr size_t CLASS_NAME_CCH = 32;
 constexpr size_t FRIENDLY_NAME_CCH = 128; // written and read as exactly this many characters
 constexpr DWORD FRIENDLY_NAME_CB = FRIENDLY_NAME_CCH * sizeof(WCHAR);

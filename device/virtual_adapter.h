@@ -1,12 +1,7 @@
 // Creates one virtual adapter from the maker's INF: a team or a VLAN.
 #pragma once
 
-#include <windows.h>
-#include <setupapi.h>
-
-// Install routine of newdev.dll on Windows 5.x; not in the platform's headers.
-typedef BOOL(WINAPI* InstallSelectedDriverFn)(HWND parent, HDEVINFO deviceInfoSet, LPCWSTR reserved,
-                                              BOOL backup, PDWORD rebootFlags);
+#include "device/newdev_routines.h"
 
 // What the installation routines give back.
 constexpr int INSTALL_OK = 0;

@@ -1,61 +1,11 @@
 // The answers are foreign bytes: every offset in them is checked before it is followed.
 #include "info/offload_caps.h"
 
-// NDIS 5 task list: a header, then tasks chained by offsets.
-struct TaskHeader {
-    DWORD Version;
-    DWORD Size;
-    DWORD Reserved;
-    DWORD OffsetFirstTask; // from the header
-    DWORD Encapsulation;
-    DWORD EncapsulationFlags;
-    DWORD EncapsulationHeaderSize;
-};
-static_assert(sizeof(TaskHeader) == 28, "fixed by the interface");
+#include "info/offload_records.h"
 
-struct Task {
-    DWORD Version;
-    DWORD Size;
-    DWORD Code;
-    DWORD OffsetNextTask; // from this task, 0 in the last
-    DWORD TaskBufferLength;
-};
-
-struct ChecksumTask {
-    DWORD v4Transmit;
-    DWORD v4Receive;
-    DWORD v6Transmit;
-    DWORD v6Receive;
-};
-
-struct LargeSendTask {
-    DWORD Version;
-    DWORD MaxOffLoadSize;
-    DWORD MinSegmentCount;
-    BYTE TcpOptions;
-    BYTE IpOptions;
-};
-
-// The record ends with its two flags, not with the padding behind them.
-constexpr DWORD LARGE_SEND_CB = 14;
-
-enum TaskCode : DWORD {
-    TASK_CHECKSUM = 0,
-    TASK_IPSEC = 1,
-    TASK_LARGE_SEND = 2,
-    TASK_CONNECTION = 3,
-};
-
-constexpr DWORD TASK_HEADER_VERSION = 1;
-constexpr DWORD ENCAPSULATION_802_3 = 2;
-constexpr DWORD FIXED_HEADER_SIZE = 1;
 constexpr DWORD V4_CHECKSUM_BITS = 0x1F;
 constexpr DWORD V6_CHECKSUM_BITS = 0x0F;
 
-// NDIS 6 records: a header of 4 bytes, then what OffloadCaps60 and ConnectionOffloadCaps hold.
-constexpr size_t RECORD_HEADER_CB = 4;
-constexpr BYTE OFFLOAD_RECORD_TYPE = 0xA7;
-constexpr BYTE OFFLOAD_RECORD_REVISION = 1;
 static_assert(sizeof(OffloadCaps60) == OFFLOAD_60_CB - RECORD_HEADER_CB - sizeof(DWORD),
               "all but the header and the flags");
 static_assert(sizeof(ConnectionOffloadCaps) == CONNECTION_OFFLOAD_CB - RECORD_HEADER_CB,
