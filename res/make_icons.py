@@ -15,7 +15,8 @@ import zlib
 from typing import NamedTuple
 
 # The adapter is shown through an image list of 16 colours with a one-bit mask: its flat colours are
-# of the system's 16-colour palette, and the small sizes have no half-transparent pixel.
+# of the system's 16-colour palette, and the flat sizes have no half-transparent pixel. They are
+# stored with 16 colours: Windows chooses by size first.
 TEAL = (0x00, 0x80, 0x80)
 BLACK = (0x00, 0x00, 0x00)
 GOLD = (0xFF, 0xFF, 0x00)
@@ -32,14 +33,16 @@ RICH_LIME = ((0x9C, 0xFF, 0x7A), (0x3E, 0xD0, 0x3A))
 RICH = {TEAL: RICH_TEAL, BLUE: RICH_BLUE, BLACK: RICH_BLACK, GREY: RICH_GREY, GOLD: RICH_GOLD,
         LIME: RICH_LIME}
 FIRST_RICH_SIZE = 48
-FIRST_PNG_SIZE = 128  # Windows XP reads the smaller entries, which are bitmaps.
+FIRST_PNG_SIZE = 64  # Windows XP reads the smaller entries, which are bitmaps.
+TEAM_SIZES = (16, 20, 24, 32, 40, 48, 64, 256)
+ADAPTER_SIZES = (16, 20, 24, 32, 40, 48)  # shown as a small icon only
 SAMPLES = 4
 
 
 class Canvas:
-    def __init__(self, size):
+    def __init__(self, size, rich):
         self.size = size
-        self.rich = size >= FIRST_RICH_SIZE
+        self.rich = rich
         self.pixels = [[(0.0, 0.0, 0.0, 0.0)] * size for _ in range(size)]
 
     def box(self, x, y, width, height, colour, radius=0):
@@ -93,18 +96,17 @@ class Port(NamedTuple):
 
 PORTS = {port.side: port for port in (
     Port(7, 1, (1, 2, 5, 4), ((2, 3, 1),), (2, 1, 2, 2, 2), ((), 0, 0, 0)),
+    Port(8, 1, (1, 3, 6, 4), ((2, 4, 1),), (2, 1, 3, 2, 2), ((), 0, 0, 0)),
     Port(10, 2, (2, 4, 6, 4), ((3, 4, 2),), (3, 1, 3, 2, 2), ((), 0, 0, 0)),
     Port(14, 2, (2, 6, 10, 5), ((4, 6, 2), (5, 4, 1)), (3, 2, 3, 3, 3), ((2, 10), 2, 2, 2)),
+    Port(18, 3, (2, 8, 14, 6), ((5, 8, 2), (7, 4, 2)), (4, 2, 4, 3, 4), ((3, 12), 3, 3, 2)),
     Port(21, 3, (3, 9, 15, 7), ((6, 9, 2), (8, 5, 3)), (5, 1, 2, 6, 4), ((3, 15), 4, 3, 2)),
     Port(22, 3, (3, 9, 16, 8), ((6, 10, 2), (8, 6, 3)), (4, 2, 4, 4, 4), ((3, 16), 4, 3, 2)),
     Port(28, 4, (4, 13, 20, 9), ((7, 14, 3), (10, 8, 4)), (7, 2, 4, 4, 5), ((4, 20), 6, 4, 3)),
+    Port(36, 4, (5, 16, 26, 12), ((9, 18, 4), (13, 10, 5)), (7, 2, 4, 6, 6), ((5, 26), 7, 5, 3)),
     Port(42, 5, (6, 18, 30, 15), ((11, 20, 4), (15, 12, 6)), (10, 2, 4, 6, 7), ((6, 31), 8, 5, 4)),
-    Port(56, 7, (8, 25, 40, 20), ((14, 28, 6), (20, 16, 8)), (12, 2, 5, 7, 10),
-         ((8, 40), 11, 8, 5)),
     Port(112, 14, (16, 50, 80, 40), ((28, 56, 12), (40, 32, 16)), (22, 5, 9, 8, 20),
          ((16, 80), 22, 16, 10)),
-    Port(224, 28, (32, 100, 160, 80), ((56, 112, 24), (80, 64, 32)), (44, 10, 18, 8, 40),
-         ((32, 160), 44, 32, 20)),
 )}
 
 
@@ -127,8 +129,8 @@ def draw_port(canvas, side, x, y, colour):
 
 
 def draw_adapter(size):
-    canvas = Canvas(size)
-    side = {16: 14, 24: 22, 32: 28, 48: 42, 64: 56, 128: 112, 256: 224}[size]
+    canvas = Canvas(size, rich=False)
+    side = {16: 14, 20: 18, 24: 22, 32: 28, 40: 36, 48: 42}[size]
     draw_port(canvas, side, (size - side) // 2, (size - side) // 2, TEAL)
     return canvas
 
@@ -146,17 +148,18 @@ class Team(NamedTuple):
 
 TEAMS = {
     16: Team(7, 0, 8, 4, 9, 1),
+    20: Team(8, 1, 11, 6, 12, 2),
     24: Team(10, 1, 13, 7, 14, 2),
     32: Team(14, 1, 17, 9, 18, 2),
+    40: Team(18, 1, 21, 11, 22, 2),
     48: Team(21, 2, 25, 13, 27, 3),
     64: Team(28, 2, 34, 18, 36, 4),
-    128: Team(56, 4, 68, 36, 72, 8),
     256: Team(112, 8, 136, 72, 144, 16),
 }
 
 
 def draw_team(size):
-    canvas = Canvas(size)
+    canvas = Canvas(size, rich=size >= FIRST_RICH_SIZE)
     team = TEAMS[size]
     middle = (team.side - team.cable) // 2
     gap = team.bottom - team.side
@@ -170,48 +173,79 @@ def draw_team(size):
     return canvas
 
 
+def filtered(rows, kind):
+    """The bytes of each row less those to the left (1) or above (2), or as they are (0)."""
+    above = bytes(len(rows[0]))
+    for row in rows:
+        before = {0: bytes(len(row)), 1: bytes(4) + row[:-4], 2: above}[kind]
+        yield bytes([kind]) + bytes((a - b) % 256 for a, b in zip(row, before))
+        above = row
+
+
 def png(canvas):
     def chunk(kind, body):
         return (struct.pack(">I", len(body)) + kind + body
                 + struct.pack(">I", zlib.crc32(kind + body)))
 
-    rows = b"".join(b"\0" + bytes(c for pixel in row for c in pixel)
-                    for row in canvas.rgba_rows())
+    # What cannot be seen has no colour.
+    rows = [bytes(c if pixel[3] else 0 for pixel in row for c in pixel)
+            for row in canvas.rgba_rows()]
+    data = min((zlib.compress(b"".join(filtered(rows, kind)), 9) for kind in range(3)), key=len)
     header = struct.pack(">IIBBBBB", canvas.size, canvas.size, 8, 6, 0, 0, 0)
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows, 9))
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", data)
             + chunk(b"IEND", b""))
 
 
 def bitmap(canvas):
-    """A 32-bit icon bitmap: colours with alpha, then the one-bit mask, both from the bottom up."""
+    """An icon bitmap from the bottom up: 16 colours where they are enough, else colours with alpha;
+    then the one-bit mask. Returns the bits of a pixel and the bitmap."""
     size = canvas.size
-    colours, mask = b"", b""
-    mask_bytes = (size + 31) // 32 * 4
-    for row in reversed(list(canvas.rgba_rows())):
-        colours += bytes(c for r, g, b, a in row for c in (b, g, r, a))
-        bits = sum(1 << (mask_bytes * 8 - 1 - i) for i, pixel in enumerate(row) if pixel[3] < 128)
-        mask += bits.to_bytes(mask_bytes, "big")
-    header = struct.pack("<IiiHHIIiiII", 40, size, 2 * size, 1, 32, 0, len(colours) + len(mask),
+    rows = list(reversed(list(canvas.rgba_rows())))
+    clear = (0, 0, 0, 0)
+    palette = sorted({pixel if pixel[3] else clear for row in rows for pixel in row})
+    flat = len(palette) <= 16 and all(pixel[3] in (0, 255) for pixel in palette)
+    depth = 4 if flat else 32
+    table, colours, mask = b"", b"", b""
+    if flat:
+        table = b"".join(bytes((b, g, r, 0)) for r, g, b, _ in palette).ljust(16 * 4, b"\0")
+    for row in rows:
+        if flat:
+            colours += packed([palette.index(p if p[3] else clear) for p in row], 4)
+        else:
+            colours += bytes(c for r, g, b, a in row for c in (b, g, r, a))
+        mask += packed([int(pixel[3] < 128) for pixel in row], 1)
+    header = struct.pack("<IiiHHIIiiII", 40, size, 2 * size, 1, depth, 0, len(colours) + len(mask),
                          0, 0, 0, 0)
-    return header + colours + mask
+    return depth, header + table + colours + mask
+
+
+def packed(numbers, bits):
+    """A row of a bitmap: numbers of so many bits, filled up to four bytes."""
+    size = (len(numbers) * bits + 31) // 32 * 4
+    value = 0
+    for number in numbers:
+        value = value << bits | number
+    return (value << (size * 8 - len(numbers) * bits)).to_bytes(size, "big")
 
 
 def ico(canvases):
-    images = [png(c) if c.size >= FIRST_PNG_SIZE else bitmap(c) for c in canvases]
+    images = [(32, png(c)) if c.size >= FIRST_PNG_SIZE else bitmap(c) for c in canvases]
     offset = 6 + 16 * len(images)
     directory = struct.pack("<HHH", 0, 1, len(images))
-    for canvas, image in zip(canvases, images):
+    for canvas, (depth, image) in zip(canvases, images):
         side = canvas.size % 256  # 0 stands for 256
-        directory += struct.pack("<BBBBHHII", side, side, 0, 0, 1, 32, len(image), offset)
+        colours = 16 if depth == 4 else 0
+        directory += struct.pack("<BBBBHHII", side, side, colours, 0, 1, depth, len(image), offset)
         offset += len(image)
-    return directory + b"".join(images)
+    return directory + b"".join(image for _, image in images)
 
 
 def main():
     here = pathlib.Path(__file__).resolve().parent
     previews = pathlib.Path(sys.argv[2]) if sys.argv[1:2] == ["--png"] else None
-    for name, draw in (("quovane", draw_team), ("adapter", draw_adapter)):
-        canvases = [draw(size) for size in TEAMS]
+    for name, draw, sizes in (("quovane", draw_team, TEAM_SIZES),
+                              ("adapter", draw_adapter, ADAPTER_SIZES)):
+        canvases = [draw(size) for size in sizes]
         (here / f"{name}.ico").write_bytes(ico(canvases))
         if previews:
             for canvas in canvases:
