@@ -25,6 +25,15 @@ need() {
   else command -v "$probe" >/dev/null 2>&1 || MISSING+=("$@"); fi
 }
 
+# need_package PACKAGE ...: the same for packages whose files lie where their version says.
+need_package() {
+  local package
+  for package in "$@"; do
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
+      MISSING+=("$package")
+  done
+}
+
 install_missing() {
   [[ ${#MISSING[@]} -eq 0 ]] && return 0
   echo "Installing: ${MISSING[*]}" >&2
@@ -47,12 +56,16 @@ need_bench() {
   need import imagemagick
   need ip iproute2
   need ping iputils-ping
+  need ld.lld lld
   need /usr/src/googletest/CMakeLists.txt googletest
   install_missing
 }
 
+# Versions of clang-format differ in what they make of a file; this one is in both Debian 12 and 13.
+CLANG_FORMAT=clang-format-19
+
 need_lint() {
-  need clang-format clang-format
+  need $CLANG_FORMAT $CLANG_FORMAT
   need clang-tidy clang-tidy
   need cppcheck cppcheck
   install_missing
@@ -61,7 +74,7 @@ need_lint() {
 # Clang comes with clang-tidy; what it lacks is the sanitizers' and the fuzzer's run-time libraries.
 need_fuzz() {
   need clang++ clang
-  need /usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a libclang-rt-14-dev
+  need_package libclang-rt-dev
   need cmake cmake
   need ninja ninja-build
   install_missing

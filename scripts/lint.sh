@@ -9,7 +9,7 @@ PRODUCT=(app device info inventory team vlan)
 mapfile -t SOURCES < <(find "${PRODUCT[@]}" include bench tests -name '*.cpp' -o -name '*.h' | sort)
 mapfile -t UNITS < <(find "${PRODUCT[@]}" -name '*.cpp' | sort)
 
-clang-format --dry-run -Werror "${SOURCES[@]}"
+$CLANG_FORMAT --dry-run -Werror "${SOURCES[@]}"
 cppcheck --quiet --enable=warning,performance,portability --std=c++17 --platform=win64 \
   --inline-suppr --error-exitcode=1 -I. -Iinclude "${PRODUCT[@]}" bench
 # Clang reads the commands of the cross compiler; it only has to be told the target. With the trace

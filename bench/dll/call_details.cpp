@@ -18,8 +18,7 @@ struct Constant {
     DWORD number;
     const char* name;
 };
-#define CONSTANT(name)                                                                             \
-    { name, #name }
+#define CONSTANT(name) {name, #name}
 
 const Constant kFunctions[] = {
     CONSTANT(DIF_SELECTDEVICE),

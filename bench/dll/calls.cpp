@@ -50,12 +50,9 @@ struct CallRule {
 };
 
 constexpr CallRule kRules[] = {
-#define NoTally                                                                                    \
-    { Direction::None, Kind::Count }
-#define OPENS(kind)                                                                                \
-    { Direction::Opens, Kind::kind }
-#define CLOSES(kind)                                                                               \
-    { Direction::Closes, Kind::kind }
+#define NoTally                      {Direction::None, Kind::Count}
+#define OPENS(kind)                  {Direction::Opens, Kind::kind}
+#define CLOSES(kind)                 {Direction::Closes, Kind::kind}
 #define REAL(name, report, tally)    {#name, Report::report, tally},
 #define STANDIN(name, report, tally) {#name, Report::report, tally},
 #define NEWDEV(name, report, tally)  {#name, Report::report, tally},

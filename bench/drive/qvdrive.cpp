@@ -279,13 +279,11 @@ static bool ChooseWindow(Session& session, const std::function<HWND()>& find, An
 
 static bool DoDialog(Session& session, Words& words, Answer* answer) {
     const int id = _wtoi(words[1].c_str());
-    return ChooseWindow(
-        session, [&] { return FindDialog(CurrentId(session), id); }, answer);
+    return ChooseWindow(session, [&] { return FindDialog(CurrentId(session), id); }, answer);
 }
 
 static bool DoWindow(Session& session, Words& words, Answer* answer) {
-    return ChooseWindow(
-        session, [&] { return FindCaption(CurrentId(session), words[1]); }, answer);
+    return ChooseWindow(session, [&] { return FindCaption(CurrentId(session), words[1]); }, answer);
 }
 
 static bool DoGone(Session& session, Words& words, Answer* answer) {

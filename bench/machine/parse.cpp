@@ -154,9 +154,7 @@ Parser::Setters Parser::GeneralKeys() {
              m->newDev = WideWords(v);
          }},
         {"ndis-errors",
-         [=](auto& v) {
-             m->untranslatedErrors = Choice(v, {"translated", "untranslated"}) == 1;
-         }},
+         [=](auto& v) { m->untranslatedErrors = Choice(v, {"translated", "untranslated"}) == 1; }},
         {"team-address", [=](auto& v) { m->teamAddress = TeamAddress(v); }},
         {"team-address-text", [=](auto& v) { m->teamAddressText = Unquoted(v); }},
         {"team-stops", [=](auto& v) { m->teamStops = YesNo(v); }},
@@ -174,9 +172,7 @@ Parser::Setters Parser::GeneralKeys() {
         {"lock", [=](auto& v) { Lock(v, m); }},
         {"inf", [=](auto& v) { InfLine(v); }},
         {"protocol",
-         [=](auto& v) {
-             m->protocolInstalled = Choice(v, {"absent", "installed"}) == 1;
-         }},
+         [=](auto& v) { m->protocolInstalled = Choice(v, {"absent", "installed"}) == 1; }},
         {"components",
          [=](auto& v) {
              Choice(v, {"none", "default", "windows-10", "hyper-v"});
@@ -199,10 +195,7 @@ Parser::Setters Parser::AdapterKeys(MachineAdapter* a) {
         {"characteristics",
          [=](auto& v) { a->characteristics = v == "none" ? std::optional<DWORD>() : Dword(v); }},
         {"flags", [=](auto& v) { a->flags = Dword(v); }},
-        {"disabled",
-         [=](auto& v) {
-             a->disabled = Choice(v, {"no", "global", "config"});
-         }},
+        {"disabled", [=](auto& v) { a->disabled = Choice(v, {"no", "global", "config"}); }},
         {"opens", [=](auto& v) { a->opens = YesNo(v); }},
         {"present",
          [=](auto& v) {

@@ -62,7 +62,7 @@ struct SIZE {
 #define VER_PLATFORM_WIN32_NT 2
 
 #define ARRAYSIZE(array)        (sizeof(array) / sizeof((array)[0]))
-#define LOWORD(value)           static_cast<WORD>((value)&0xFFFF)
+#define LOWORD(value)           static_cast<WORD>((value) & 0xFFFF)
 #define HIWORD(value)           static_cast<WORD>(((value) >> 16) & 0xFFFF)
 #define CopyMemory(to, from, n) memcpy((to), (from), (n))
 #define ZeroMemory(to, n)       memset((to), 0, (n))
