@@ -56,6 +56,24 @@ HWND RunningProgram::waitDialog(int id) {
     return found;
 }
 
+HWND RunningProgram::openDialog(const std::wstring& button, int opens, int dialog) {
+    constexpr DWORD kOpenGuard = 5000; // milliseconds until the click is made once more
+    HWND clicked = control(button, dialog);
+    HWND opened = nullptr;
+    std::wstring error;
+    drive::WaitUntil([&] {
+        opened = drive::FindDialog(program_.id, opens);
+        if (opened == nullptr && drive::ClickControl(clicked, true, &error))
+            drive::WaitUntil(
+                [&] { return (opened = drive::FindDialog(program_.id, opens)) != nullptr; },
+                kOpenGuard);
+        return opened != nullptr;
+    });
+    EXPECT_NE(opened, nullptr) << "dialog " << opens
+                               << " did not open: " << testing::PrintToString(error);
+    return opened;
+}
+
 HWND RunningProgram::openTab(const std::wstring& caption, int dialog, int page) {
     HWND tabs = drive::FindControl(GetAncestor(waitDialog(dialog), GA_ROOT), L"SysTabControl32");
     int current = -1;

@@ -23,6 +23,9 @@ class RunningProgram {
     RunningProgram& operator=(const RunningProgram&) = delete;
 
     HWND waitDialog(int id); // appears, or the test fails
+    // Clicks a button of `dialog` until it has opened the dialog `opens`: the window manager may take the
+    // focus between press and release, and the release is no click then.
+    HWND openDialog(const std::wstring& button, int opens, int dialog = 1100);
     void waitGone(int id);
     // A job that began behind the last "journal-clear" has succeeded and is over: its wait dialog is
     // out of sight a moment earlier.

@@ -479,14 +479,13 @@ void KillTest::Prepare(RunningProgram* program) const {
         return;
     }
     ::Tick(list, 0);
-    Click(program->control(L"1001"), true);
+    program->openDialog(L"1001", 1101);
     HWND page = program->openTab(L"VLAN", 1101, 101);
     for (int row : case_.ticked)
         ::Tick(drive::FindControl(page, L"1000"), row);
     if (case_.job == Job::RemoveVlans)
         return;
-    Click(program->control(L"1001", 101), true);
-    HWND dialog = program->waitDialog(102);
+    HWND dialog = program->openDialog(L"1001", 102, 101);
     Insist([&](std::wstring* error) { return drive::WaitIdle(dialog, error); });
     Type(drive::FindControl(dialog, L"1003"), L"30");
     Type(drive::FindControl(dialog, L"1004"), kNewVlan);
