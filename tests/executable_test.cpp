@@ -327,26 +327,3 @@ TEST_F(ReleasedExecutable, CanBeUnwound) {
         Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXCEPTION].Size;
     EXPECT_GT(bytes / sizeof(RUNTIME_FUNCTION), 150u);
 }
-
-// Width, in pixels, and whether it is a PNG, of each image of an icon.
-static std::vector<std::pair<int, bool>> ImagesOfIcon(int id) {
-    std::vector<std::pair<int, bool>> images;
-    const Bytes group = ProgramResource(RT_GROUP_ICON, id);
-    for (WORD i = 0; i < At<WORD>(group, 4); i++) {
-        const size_t entry = 6 + 14u * i;
-        const Bytes image = ProgramResource(RT_ICON, At<WORD>(group, entry + 12));
-        const int width = At<BYTE>(group, entry);
-        images.push_back({width != 0 ? width : 256, At<DWORD>(image, 0) == 0x474E5089});
-    }
-    return images;
-}
-
-// Windows XP and Server 2003 cannot read PNG images; they show none of 64 pixels and more.
-TEST_F(ReleasedExecutable, HasIconsOfAllSizesThatAreShown) {
-    const std::vector<std::pair<int, bool>> program = {{16, false}, {20, false}, {24, false},
-                                                       {32, false}, {40, false}, {48, false},
-                                                       {64, true},  {256, true}};
-    EXPECT_EQ(program, ImagesOfIcon(102));
-    const std::vector<std::pair<int, bool>> row(program.begin(), program.begin() + 6);
-    EXPECT_EQ(row, ImagesOfIcon(104));
-}
