@@ -66,6 +66,8 @@ CLANG_FORMAT=clang-format-19
 
 need_lint() {
   need $CLANG_FORMAT $CLANG_FORMAT
+  need cmake cmake
+  need ninja ninja-build
   need clang-tidy clang-tidy
   need cppcheck cppcheck
   install_missing
