@@ -270,6 +270,7 @@ end_workers() {
 }
 
 if [[ ${1:-} == --work ]]; then
+  stay_on_processor "$2"
   work "$2"
   exit
 fi
@@ -320,10 +321,7 @@ declare -A WORKERS # by process id
 trap 'end_workers; bench_down' EXIT
 WORKING=1
 for ((machine = 0; machine < MACHINES; machine++)); do
-  # A program asks Wine's server all the time, which is quickest where the two take turns.
-  pinned=(taskset -c "$((machine % $(nproc)))")
-  "${pinned[@]}" true 2>/dev/null || pinned=()
-  setsid "${pinned[@]}" bash "$ROOT/scripts/soak.sh" --work "$machine" &
+  setsid bash "$ROOT/scripts/soak.sh" --work "$machine" &
   WORKERS[$!]=1
 done
 while [[ ${#WORKERS[@]} -ne 0 ]]; do
