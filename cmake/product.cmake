@@ -75,6 +75,12 @@ set(QV_HEADERS <windows.h> <commctrl.h> <prsht.h> <setupapi.h>)
 # nobody uses, which it cannot do across files.
 set_source_files_properties(device/guids.cpp PROPERTIES SKIP_PRECOMPILE_HEADERS ON COMPILE_OPTIONS -fno-lto)
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+  list(APPEND QV_OPTIONS -Wconversion -Wshadow -Wcast-qual
+    # A row of a list is an int here, and a WPARAM or LPARAM in a message; statuses are LONG and DWORD.
+    -Wno-sign-conversion)
+endif()
+
 if(QV_COVERAGE)
   list(APPEND QV_OPTIONS --coverage)
   list(APPEND QV_LIBRARIES gcov)
