@@ -1,6 +1,7 @@
 #include "snapshot.h"
 
 #include "driver_control.h"
+#include "registry.h"
 
 namespace {
 
@@ -25,35 +26,14 @@ const Place kPlaces[] = {
     {L"Software", L"QvBench"},
 };
 
-RegistryTree Read(HKEY key) {
+RegistryTree Read(const qvmachine::Key& key) {
     RegistryTree tree;
-    wchar_t name[512];
-    std::vector<BYTE> bytes(4096);
-    for (DWORD index = 0;; index++) {
-        DWORD cchName = ARRAYSIZE(name);
-        DWORD size = static_cast<DWORD>(bytes.size());
-        DWORD type;
-        LSTATUS status =
-            RegEnumValueW(key, index, name, &cchName, nullptr, &type, bytes.data(), &size);
-        if (status == ERROR_MORE_DATA) {
-            bytes.resize(size + 1024);
-            index--;
-            continue;
-        }
-        if (status != ERROR_SUCCESS)
-            break;
-        tree.values[name] = {type, std::vector<BYTE>(bytes.begin(), bytes.begin() + size)};
-    }
-    for (DWORD index = 0;; index++) {
-        DWORD cchName = ARRAYSIZE(name);
-        if (RegEnumKeyExW(key, index, name, &cchName, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS)
-            break;
+    for (MachineValue& value : key.Values())
+        tree.values[value.name] = {value.type, std::move(value.data)};
+    for (const std::wstring& name : key.Subkeys()) {
         HKEY below;
-        if (RegOpenKeyExW(key, name, 0, KEY_READ, &below) == ERROR_SUCCESS) {
-            tree.keys[name] = Read(below);
-            RegCloseKey(below);
-        }
+        if (RegOpenKeyExW(key.get(), name.c_str(), 0, KEY_READ, &below) == ERROR_SUCCESS)
+            tree.keys[name] = Read(qvmachine::Key(below));
     }
     return tree;
 }
@@ -138,9 +118,7 @@ struct Snapshot::Root {
         *there = RegOpenKeyExW(parent, place->below, 0, KEY_READ, &key) == ERROR_SUCCESS;
         if (!*there)
             return {};
-        RegistryTree read = Read(key);
-        RegCloseKey(key);
-        return read;
+        return Read(qvmachine::Key(key));
     }
     void restore() {
         bool there;
